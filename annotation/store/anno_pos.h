@@ -1,0 +1,44 @@
+// The total order of document positions, shared by every list walk.
+//
+// Within one item, the item as a whole (subItemId 0xFFFFFFFF) sorts before
+// its characters, and at one anchor the text positions of inserted text
+// (posType ANPOS_ANNOTEXT, ordered by textOffset) sort before the document
+// position. The comparison looks at text positions before it separates
+// 0xFFFFFFFF from 0, so a text position anchored at subItemId 0 sorts before
+// the document position (item, 0xFFFFFFFF).
+#ifndef ANNOTATION_STORE_ANNO_POS_H
+#define ANNOTATION_STORE_ANNO_POS_H
+
+#include <cstdint>
+
+#include "annotation/annotation.h"
+
+namespace annotation {
+
+inline constexpr uint32_t kWholeItem = 0xFFFFFFFF;
+
+// -1, 0 or 1 as a is before, equal to or after b.
+constexpr int ComparePositions(const AnnoPos& a, const AnnoPos& b) noexcept {
+    if (a.itemId != b.itemId) return a.itemId < b.itemId ? -1 : 1;
+    const uint32_t na = a.subItemId == kWholeItem ? 0 : a.subItemId;
+    const uint32_t nb = b.subItemId == kWholeItem ? 0 : b.subItemId;
+    if (na != nb) {
+        if (a.subItemId == kWholeItem) return -1;
+        if (b.subItemId == kWholeItem) return 1;
+        return a.subItemId < b.subItemId ? -1 : 1;
+    }
+    if (a.posType == ANPOS_ANNOTEXT) {
+        if (b.posType != ANPOS_ANNOTEXT) return -1;
+        if (a.textOffset == b.textOffset) return 0;
+        return a.textOffset < b.textOffset ? -1 : 1;
+    }
+    if (b.posType == ANPOS_ANNOTEXT) return 1;
+    if (a.subItemId == b.subItemId) return 0;
+    return a.subItemId == kWholeItem ? -1 : 1;
+}
+
+constexpr bool IsTextPosition(const AnnoPos& pos) noexcept { return pos.posType == ANPOS_ANNOTEXT; }
+
+}  // namespace annotation
+
+#endif
