@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# Builds the project and runs the demo on its bundled sample.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+tools/setup-machine.sh
+cmake -G Ninja -S . -B build >/dev/null
+cmake --build build -j2 --target annodemo
+build/tools/annodemo "$@"
