@@ -72,6 +72,12 @@ void FreeUserDataOnce(AnnoList& list, uint16_t ownerSlot) {
     owner.anno.userData = 0;
 }
 
+// The handle of the document's module data; ANERR_BADPARAM for hDoc 0.
+uint32_t RetrieveDocData(uint32_t hDoc, uint32_t* phDocData) {
+    if (hDoc == 0) return ANERR_BADPARAM;
+    return DARetrieveDocHandle(hDoc, phDocData);
+}
+
 bool OwnsUserData(uint16_t kind) {
     return kind == ANNO_HILITETEXT || kind == ANNO_HIDETEXT || kind == ANNO_INSERTTEXT;
 }
@@ -127,14 +133,13 @@ extern "C" AN_API uint32_t ANInit(uint32_t hDoc, uint32_t hGlobalHiliteStyles, A
 // When the state block cannot be locked, it is left attached and nothing is
 // freed, so that a later ANDeInit can still free it.
 extern "C" AN_API uint32_t ANDeInit(uint32_t hDoc) {
-    if (hDoc == 0) return ANERR_BADPARAM;
     uint32_t hDocData = 0;
-    const uint32_t retrieveResult = DARetrieveDocHandle(hDoc, &hDocData);
+    const uint32_t retrieveResult = RetrieveDocData(hDoc, &hDocData);
     if (retrieveResult != 0) return retrieveResult;
 
     ModuleDataLock moduleData(hDocData, ModuleDataLock::UnlockAfterFailure::kYes);
-    if (moduleData.result() == 0 && moduleData.HasData() && moduleData.ReadAnnoSlot() != 0) {
-        LockedBlock<AnnoDocInfo> info(moduleData.ReadAnnoSlot());
+    if (moduleData.AttachedState() != 0) {
+        LockedBlock<AnnoDocInfo> info(moduleData.AttachedState());
         if (info) {
             TearDown(info);
             moduleData.WriteAnnoSlot(0);
@@ -144,14 +149,12 @@ extern "C" AN_API uint32_t ANDeInit(uint32_t hDoc) {
 }
 
 extern "C" AN_API uint32_t ANClearUserData(uint32_t hDoc) {
-    if (hDoc == 0) return ANERR_BADPARAM;
     uint32_t hDocData = 0;
-    const uint32_t retrieveResult = DARetrieveDocHandle(hDoc, &hDocData);
+    const uint32_t retrieveResult = RetrieveDocData(hDoc, &hDocData);
     if (retrieveResult != 0) return retrieveResult;
 
     ModuleDataLock moduleData(hDocData, ModuleDataLock::UnlockAfterFailure::kNo);
-    if (moduleData.result() != 0 || !moduleData.HasData() || moduleData.ReadAnnoSlot() == 0) return 0;
-    LockedBlock<AnnoDocInfo> info(moduleData.ReadAnnoSlot());
+    LockedBlock<AnnoDocInfo> info(moduleData.AttachedState());
     if (!info || info->hAnnoList == 0) return 0;
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list) return 0;

@@ -37,6 +37,9 @@ public:
     // Only with HasData().
     uint32_t ReadAnnoSlot() const noexcept;
     void WriteAnnoSlot(uint32_t hAnnoDocInfo) const noexcept;
+    // The state the slot names: 0 when the lock failed, gave no data, or the
+    // slot is empty.
+    uint32_t AttachedState() const noexcept { return HasData() ? ReadAnnoSlot() : 0; }
 
 private:
     uint32_t hDocData_;

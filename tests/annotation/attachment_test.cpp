@@ -22,7 +22,18 @@ constexpr uint32_t kWhole = 0xFFFFFFFF;
 
 uint32_t RecordingCallback(uint32_t, uint32_t, void*, uint32_t) { return 0; }
 
-class Attachment : public AnnotationTest {};
+class Attachment : public AnnotationTest {
+protected:
+    // Puts a state handle into the document's slot by hand, as ANInit would.
+    static void WriteAnnoSlot(uint32_t hDoc, uint32_t hInfo) {
+        uint32_t hDocData = 0;
+        ASSERT_EQ(DARetrieveDocHandle(hDoc, &hDocData), 0u);
+        void* data = nullptr;
+        ASSERT_EQ(DALockModuleData(hDocData, &data), 0u);
+        std::memcpy(static_cast<char*>(data) + DA_ANNO_SLOT_OFFSET, &hInfo, sizeof hInfo);
+        ASSERT_EQ(DAUnlockModuleData(hDocData), 0u);
+    }
+};
 
 TEST_F(Attachment, InitFillsTheStateBlock) {
     uint32_t hGlobal = 0;
@@ -147,14 +158,7 @@ TEST_F(Attachment, FailedModuleDataLockDestroysTheModuleData) {
     EXPECT_EQ(ANInit(hOld, 0, nullptr, 0), 902u);
     uint32_t hAfter = 0;
     EXPECT_EQ(GetAnnoFromDoc(hOld, &hAfter), ANERR_NOANNODATA);
-    {
-        uint32_t hDocData = 0;
-        ASSERT_EQ(DARetrieveDocHandle(hOld, &hDocData), 0u);
-        void* data = nullptr;
-        ASSERT_EQ(DALockModuleData(hDocData, &data), 0u);
-        std::memcpy(static_cast<char*>(data) + DA_ANNO_SLOT_OFFSET, &hInfo, sizeof hInfo);
-        ASSERT_EQ(DAUnlockModuleData(hDocData), 0u);
-    }
+    WriteAnnoSlot(hOld, hInfo);
 }
 
 TEST_F(Attachment, InitSurvivesEveryAllocationFailure) {
@@ -191,12 +195,10 @@ TEST_F(Attachment, InitSurvivesEveryAllocationFailure) {
 TEST_F(Attachment, DeInitFreesListAndTextsButNotUserData) {
     const uint32_t hDoc = AttachDoc();
     const uint32_t hUserData = SYSNativeAlloc(4);
-    testing_support::NodeSpec text = Node(ANNO_INSERTTEXT, 1, {0, 0, 0, 0}, {0, 1, 0, 0}, hUserData);
-    text.text = u"abc";
-    testing_support::NodeSpec bigText = Node(ANNO_INSERTTEXT, 2, {0, 3, 0, 0}, {0, 4, 0, 0});
-    bigText.text = std::u16string(200, u'x');
     LayOutList(DocInfoHandle(hDoc),
-               {Node(ANNO_HILITETEXT, 9, {0, 0, 0, 0}, {0, 5, 0, 0}, hUserData), text, bigText,
+               {Node(ANNO_HILITETEXT, 9, {0, 0, 0, 0}, {0, 5, 0, 0}, hUserData),
+                testing_support::TextNode(1, {0, 0, 0, 0}, u"abc", hUserData),
+                testing_support::TextNode(2, {0, 3, 0, 0}, std::u16string(200, u'x')),
                 Node(ANNO_HIDETEXT, 3, {1, kWhole, 0, 0}, {2, kWhole, 0, 0})});
 
     const uint32_t live = ENMemLiveBlocks();
@@ -243,12 +245,7 @@ TEST_F(Attachment, SecondInitReplacesTheState) {
     EXPECT_NE(hFirst, hSecond);
     // Take the second state down, then put the first back to free it too.
     ASSERT_EQ(ANDeInit(hDoc), 0u);
-    uint32_t hDocData = 0;
-    ASSERT_EQ(DARetrieveDocHandle(hDoc, &hDocData), 0u);
-    void* data = nullptr;
-    ASSERT_EQ(DALockModuleData(hDocData, &data), 0u);
-    std::memcpy(static_cast<char*>(data) + DA_ANNO_SLOT_OFFSET, &hFirst, sizeof hFirst);
-    ASSERT_EQ(DAUnlockModuleData(hDocData), 0u);
+    WriteAnnoSlot(hDoc, hFirst);
 }
 
 TEST_F(Attachment, SetCallbackReplacesAndClears) {

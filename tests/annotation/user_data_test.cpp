@@ -57,8 +57,6 @@ TEST_F(UserData, OnlyHiliteHideAndInsertTextFreeTheirHandles) {
     const uint32_t hIconOnly = SYSNativeAlloc(4);    // held by icon, bitmap, breaks only
     const uint32_t hHide = SYSNativeAlloc(4);
     const uint32_t hText = SYSNativeAlloc(4);
-    testing_support::NodeSpec text = Node(ANNO_INSERTTEXT, 5, P(9), P(10), hText);
-    text.text = u"t";
     LayOutList(DocInfoHandle(hDoc), {
                                         Node(ANNO_INSERTICON, 1, P(0), P(1), hIconFirst),
                                         Node(ANNO_INSERTBITMAP, 2, P(1), P(2), hIconOnly),
@@ -66,7 +64,7 @@ TEST_F(UserData, OnlyHiliteHideAndInsertTextFreeTheirHandles) {
                                         Node(ANNO_INSERTPARABREAK, 4, P(3), P(4), hIconOnly),
                                         Node(ANNO_HIDEPARABREAK, 6, P(4), P(5), hIconOnly),
                                         Node(ANNO_HIDETEXT, 7, P(5), P(8), hHide),
-                                        text,
+                                        testing_support::TextNode(5, P(9), u"t", hText),
                                     });
     const uint32_t live = ENMemLiveBlocks();
     EXPECT_EQ(ANClearUserData(hDoc), 0u);

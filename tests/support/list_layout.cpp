@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "annotation/handle_lock.h"
 #include "annotation/store/anno_doc_info.h"
@@ -30,6 +31,14 @@ NodeSpec Node(uint16_t kind, uint32_t userId, AnnoPos start, AnnoPos end, uint32
     spec.anno.start = start;
     spec.anno.end = end;
     spec.anno.userData = userData;
+    return spec;
+}
+
+NodeSpec TextNode(uint32_t userId, AnnoPos start, std::u16string text, uint32_t userData) {
+    AnnoPos end = start;
+    ++end.subItemId;
+    NodeSpec spec = Node(ANNO_INSERTTEXT, userId, start, end, userData);
+    spec.text = std::move(text);
     return spec;
 }
 

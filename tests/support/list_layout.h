@@ -27,6 +27,9 @@ uint32_t LayOutList(uint32_t hAnnoDocInfo, const std::vector<NodeSpec>& nodes);
 // A node spec with just a kind, a userId, a start and an end.
 NodeSpec Node(uint16_t kind, uint32_t userId, AnnoPos start, AnnoPos end, uint32_t userData = 0);
 
+// An insert-text node at `start` holding `text`.
+NodeSpec TextNode(uint32_t userId, AnnoPos start, std::u16string text, uint32_t userData = 0);
+
 }  // namespace testing_support
 
 #endif
