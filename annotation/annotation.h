@@ -408,8 +408,9 @@ AN_API uint32_t ANBuildAnnos(uint32_t hDoc);
  * Results: 0; ANERR_BADPARAM for a null phStyles; ANERR_NOMEMORY. */
 AN_API uint32_t ANInitGlobalHiliteStyles(uint32_t* phStyles);
 
-/* Frees a style table and its records.
- * Results: 0; ANERR_BADPARAM for hStyles 0. */
+/* Frees a style table and its records. Every document given the table must
+ * have been taken down with ANDeInit first.
+ * Results: 0; ANERR_BADPARAM for hStyles 0 or a handle that names no block. */
 AN_API uint32_t ANDeInitGlobalHiliteStyles(uint32_t hStyles);
 
 /* Adds a style to a table, or replaces the one with the same id in its slot.
@@ -439,7 +440,7 @@ AN_API uint32_t ANGetHiliteStyle(uint32_t hDoc, uint32_t id, HiliteStyle* pStyle
 /* ------------------------------------------------------------------------ */
 
 /* The total order of positions: -1, 0 or 1 (a before, equal to, after b).
- * No document; both pointers must be valid. Not a result code. */
+ * No document. Not a result code; 0 when either pointer is null. */
 AN_API int16_t ANCompPos(const AnnoPos* a, const AnnoPos* b);
 
 /* 1 when pos->posType is ANPOS_ANNOTEXT, else 0. Not a result code. */

@@ -124,11 +124,14 @@ extern "C" AN_API uint32_t ANInitGlobalHiliteStyles(uint32_t* phStyles) {
     return 0;
 }
 
+// A handle that names no table is refused rather than freed: freeing
+// whatever it might name could release a block that belongs to someone else.
 extern "C" AN_API uint32_t ANDeInitGlobalHiliteStyles(uint32_t hStyles) {
     if (hStyles == 0) return ANERR_BADPARAM;
     {
         LockedBlock<HiliteStyleTable> table(hStyles);
-        if (table && table->hRecords != 0) SYSNativeFree(table->hRecords);
+        if (!table) return ANERR_BADPARAM;
+        if (table->hRecords != 0) SYSNativeFree(table->hRecords);
     }
     SYSNativeFree(hStyles);
     return 0;

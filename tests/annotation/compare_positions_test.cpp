@@ -83,12 +83,14 @@ TEST(ComparePositions, SortsWithoutContradictionWithinOneItem) {
     }
 }
 
-TEST(ComparePositions, TextPositionTestNeedsTypeFiveExactly) {
+TEST(ComparePositions, NullRecordsAndTheTextPositionTest) {
     const AnnoPos text{1, 2, ANPOS_ANNOTEXT, 0};
     const AnnoPos six{1, 2, 6, 0};
     EXPECT_EQ(ANIsAnnoTextPos(&text), 1u);
     EXPECT_EQ(ANIsAnnoTextPos(&six), 0u);
     EXPECT_EQ(ANIsAnnoTextPos(nullptr), 0u);
+    EXPECT_EQ(ANCompPos(nullptr, &text), 0);
+    EXPECT_EQ(ANCompPos(&text, nullptr), 0);
 }
 
 }  // namespace
