@@ -165,14 +165,15 @@ typedef struct InsertBitmapAnno {
 
 /* InsertTextAnno (ANNO_INSERTTEXT): sizeof(InsertTextAnno) only, 36 bytes on
  * a 32-bit target, 48 on a 64-bit one (the text pointer is pointer-sized and
- * aligned). The text is textLen 16-bit characters without terminator, read
- * during the call only; the module keeps its own copy. */
+ * aligned). The text is textLen 16-bit characters (uint16_t, or char16_t in
+ * C++) without terminator, read during the call only; the module keeps its
+ * own copy. */
 typedef struct InsertTextAnno {
     uint32_t size; /* sizeof(InsertTextAnno) */
     uint32_t userId;
     AnnoPos start;
     uint32_t userData;
-    const uint16_t* text;
+    const void* text; /* textLen 16-bit characters */
     uint32_t textLen;
 } InsertTextAnno;
 

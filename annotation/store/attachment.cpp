@@ -16,28 +16,24 @@
 namespace annotation {
 namespace {
 
+// The state as ANInit leaves it; every field not named here starts at 0
+// (no list, no build progress, no second opening).
 void FillNewDocInfo(AnnoDocInfo& info, uint32_t hSelf, uint32_t hDoc, uint32_t hChunker,
                     uint32_t hGlobalHiliteStyles, AnnoCallback callback, uint32_t callbackData) {
     info = AnnoDocInfo{};
     info.hSelf = hSelf;
     info.hDoc = hDoc;
     info.hChunker = hChunker;
-    info.hAnnoList = 0;
     // Without a table of its own the document still works: its style
     // lookups then find nothing (see ANAddHiliteStyle).
-    info.hHiliteStyles = 0;
     ANInitGlobalHiliteStyles(&info.hHiliteStyles);
     info.hGlobalHiliteStyles = hGlobalHiliteStyles;
     info.trackNode = kNoSlot;
     info.trackPos = AnnoPos{kWholeItem, kWholeItem, 0, 0};
     info.callback = callback;
     info.callbackData = callbackData;
-    info.nextBuildItem = 0;
     ResetACCMap(info.accMap);
     ResetACCMap(info.accMapPrev);
-    info.hSecondDoc = 0;
-    info.hContent = 0;
-    info.accFlags = 0;
 }
 
 uint32_t DocumentCharSet(uint32_t hDocData) {
