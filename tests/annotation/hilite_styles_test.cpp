@@ -45,14 +45,6 @@ protected:
     uint32_t table_ = 0;
 };
 
-TEST_F(HiliteStyles, NewTableIsEmpty) {
-    const HiliteStyleTable header = Header();
-    EXPECT_EQ(header.hRecords, 0u);
-    EXPECT_EQ(header.count, 0);
-    EXPECT_EQ(header.capacity, 0);
-    EXPECT_EQ(ANGetGlobalHiliteStyle(table_, 1, nullptr), ANERR_NOTFOUND);
-}
-
 TEST_F(HiliteStyles, ArrayGrowsWhileTheTenthAndTwentiethRecordsAreAdded) {
     for (uint32_t id = 1; id <= 9; ++id) ASSERT_EQ(AddStyle(table_, Style(id)), 0u);
     EXPECT_EQ(Header().capacity, 10);
