@@ -34,14 +34,6 @@ public:
         handle_ = 0;
     }
 
-    // Unlocks what is held and locks hBlock instead (a block's handle can
-    // change when it is reallocated). False when hBlock cannot be locked.
-    bool Relock(uint32_t hBlock) noexcept {
-        Unlock();
-        Lock(hBlock);
-        return ptr_ != nullptr;
-    }
-
     explicit operator bool() const noexcept { return ptr_ != nullptr; }
     T* get() const noexcept { return ptr_; }
     T* operator->() const noexcept { return ptr_; }

@@ -43,8 +43,8 @@ struct AnnoList {
     AnnoNode& Node(uint16_t slot) noexcept { return Slots()[slot]; }
 };
 
-inline constexpr uint16_t kListFirstCapacity = 10;
-inline constexpr uint16_t kListGrowth = 10;
+// Slots of a new block, and slots added at each growth.
+inline constexpr uint16_t kListSlotStep = 10;
 
 // Bytes of a list block whose capacity is `capacity` slots.
 constexpr uint32_t ListBlockBytes(uint32_t capacity) noexcept {
@@ -55,7 +55,7 @@ constexpr uint32_t ListBlockBytes(uint32_t capacity) noexcept {
 static_assert(sizeof(AnnoNode) == 80, "a list slot is 80 bytes");
 static_assert(offsetof(AnnoNode, anno) == 8, "the annotation starts 8 bytes into its slot");
 static_assert(sizeof(AnnoList) == 16, "the list header is eight u16 words");
-static_assert(ListBlockBytes(10) == 896, "a new list block is 896 bytes");
+static_assert(ListBlockBytes(kListSlotStep) == 896, "a new list block is 896 bytes");
 static_assert(ListBlockBytes(20) == 1696, "a grown list block is 96 + 80 x capacity bytes");
 
 // Calls visit(slot, node) for every node from `first` along `next` to the

@@ -36,12 +36,7 @@ protected:
 
     // Takes a document's state down before the end of the test.
     void DetachDoc(uint32_t hDoc) {
-        for (auto it = attached_.begin(); it != attached_.end(); ++it) {
-            if (*it == hDoc) {
-                attached_.erase(it);
-                break;
-            }
-        }
+        Forget(attached_, hDoc);
         EXPECT_EQ(ANDeInit(hDoc), 0u);
     }
 

@@ -46,8 +46,9 @@ uint32_t LayOutList(uint32_t hAnnoDocInfo, const std::vector<NodeSpec>& nodes) {
     annotation::LockedBlock<annotation::AnnoDocInfo> info(hAnnoDocInfo);
     EXPECT_TRUE(info);
     EXPECT_EQ(info->hAnnoList, 0u);
-    // Room for every node with at least one free slot, in steps of ten.
-    const auto capacity = static_cast<uint16_t>((nodes.size() / 10 + 1) * 10);
+    // Room for every node with at least one free slot, in the list's steps.
+    const auto capacity =
+        static_cast<uint16_t>((nodes.size() / annotation::kListSlotStep + 1) * annotation::kListSlotStep);
     const uint32_t hList = SYSNativeAlloc(annotation::ListBlockBytes(capacity));
     EXPECT_NE(hList, 0u);
     annotation::LockedBlock<AnnoList> list(hList);

@@ -48,13 +48,13 @@ protected:
 
     // Closes a document before the end of the test.
     void CloseDoc(uint32_t hDoc) {
-        for (auto it = docs_.begin(); it != docs_.end(); ++it) {
-            if (*it == hDoc) {
-                docs_.erase(it);
-                break;
-            }
-        }
+        Forget(docs_, hDoc);
         EXPECT_EQ(ENCloseDocument(hDoc), 0u);
+    }
+
+    // Drops a handle from a list of handles to release after the test.
+    static void Forget(std::vector<uint32_t>& handles, uint32_t handle) {
+        std::erase(handles, handle);
     }
 
 private:
