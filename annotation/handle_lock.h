@@ -34,6 +34,13 @@ public:
         handle_ = 0;
     }
 
+    // Locks hBlock in place of what the guard held: the way back to a block
+    // after it was unlocked to be reallocated, whose handle may have changed.
+    void Relock(uint32_t hBlock) noexcept {
+        Unlock();
+        Lock(hBlock);
+    }
+
     explicit operator bool() const noexcept { return ptr_ != nullptr; }
     T* get() const noexcept { return ptr_; }
     T* operator->() const noexcept { return ptr_; }

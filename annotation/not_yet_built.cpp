@@ -9,8 +9,6 @@
 
 extern "C" {
 
-AN_API uint32_t ANAddAnno(uint32_t, uint16_t, const void*) { return ANERR_BADPARAM; }
-AN_API uint32_t ANClearAnnos(uint32_t, uint16_t, uint32_t) { return ANERR_BADPARAM; }
 AN_API uint32_t ANCopyAnnos(uint32_t, uint32_t) { return ANERR_BADPARAM; }
 AN_API uint32_t ANBuildAnnos(uint32_t) { return ANERR_BADPARAM; }
 AN_API uint32_t ANNextPos(uint32_t, const AnnoPos*, AnnoPos*) { return ANERR_NOTFOUND; }

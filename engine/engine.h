@@ -26,6 +26,8 @@ PLATFORM_API const char* ENLastError(void);
 
 /* Inspection and fault injection of movable memory and platform calls. */
 PLATFORM_API uint32_t ENMemLiveBlocks(void);
+/* Bytes of a live movable block; 0 for a dead handle (not counted as misuse). */
+PLATFORM_API uint32_t ENMemBlockSize(uint32_t hBlock);
 PLATFORM_API uint32_t ENMemLockedBlocks(void);
 PLATFORM_API uint32_t ENMemMisuse(void);
 PLATFORM_API void ENMemSetStrict(uint32_t on);

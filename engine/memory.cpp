@@ -109,6 +109,11 @@ public:
     }
 
     std::uint32_t LiveBlocks() const noexcept { return static_cast<std::uint32_t>(blocks_.size()); }
+
+    std::uint32_t BlockSize(std::uint32_t handle) const {
+        const auto it = blocks_.find(handle);
+        return it == blocks_.end() ? 0 : it->second.size;
+    }
     std::uint32_t LockedBlocks() const noexcept { return lockedBlocks_; }
     std::uint32_t Misuse() const noexcept { return misuse_; }
     bool Strict() const noexcept { return strict_; }
@@ -186,6 +191,7 @@ uint32_t SYSNativeFree(uint32_t hBlock) {
 }
 
 uint32_t ENMemLiveBlocks(void) { return Blocks().LiveBlocks(); }
+uint32_t ENMemBlockSize(uint32_t hBlock) { return Blocks().BlockSize(hBlock); }
 uint32_t ENMemLockedBlocks(void) { return Blocks().LockedBlocks(); }
 uint32_t ENMemMisuse(void) { return Blocks().Misuse(); }
 void ENMemSetStrict(uint32_t on) { Blocks().SetStrict(on != 0); }

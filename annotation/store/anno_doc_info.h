@@ -39,7 +39,7 @@ struct AnnoDocInfo {
     uint32_t hHiliteStyles;       // the document's own style table (owned)
     uint32_t hGlobalHiliteStyles; // the caller's global table (not owned)
     uint16_t trackNode;           // slot of the last pointer move; kNoSlot = none
-    uint16_t unused;
+    uint16_t reentry;             // kReentry* bits: what a running callback may not do
     AnnoPos trackPos;             // position of the last pointer move
     AnnoCallback callback;        // the client callback, or null
     uint32_t callbackData;        // passed back as the callback's last argument
@@ -53,6 +53,30 @@ struct AnnoDocInfo {
 };
 
 static_assert(sizeof(ACCMap) == (sizeof(void*) == 4 ? 24 : 32), "an ACC map is six words, one pointer-sized");
+
+// A callback runs inside a call on the document, with the state locked.
+// While kReentryCallback is set the state must not be taken down; while
+// kReentryListHeld is set a walk holds the list locked and keeps slot
+// indexes, so the list must not change. Calls back into the module that
+// would break either are refused with ANERR_NOMEMORY ("the list is busy")
+// and change nothing.
+inline constexpr uint16_t kReentryCallback = 0x1;
+inline constexpr uint16_t kReentryListHeld = 0x2;
+
+// Sets reentry bits for a scope and restores the previous ones at its end.
+class ReentryScope {
+public:
+    ReentryScope(AnnoDocInfo& info, uint16_t bits) noexcept : info_(info), saved_(info.reentry) {
+        info_.reentry = static_cast<uint16_t>(saved_ | bits);
+    }
+    ~ReentryScope() { info_.reentry = saved_; }
+    ReentryScope(const ReentryScope&) = delete;
+    ReentryScope& operator=(const ReentryScope&) = delete;
+
+private:
+    AnnoDocInfo& info_;
+    uint16_t saved_;
+};
 
 // Character set fixed by bit 0x10 of the document option kCharSetOption.
 inline constexpr uint32_t kUnicodeCharSet = 0x14B00000;

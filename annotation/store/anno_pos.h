@@ -39,6 +39,21 @@ constexpr int ComparePositions(const AnnoPos& a, const AnnoPos& b) noexcept {
 
 constexpr bool IsTextPosition(const AnnoPos& pos) noexcept { return pos.posType == ANPOS_ANNOTEXT; }
 
+// Whether two positions share their anchor (itemId, subItemId): the place
+// that inserted text is anchored at. posType and textOffset are not looked at.
+constexpr bool SameAnchor(const AnnoPos& a, const AnnoPos& b) noexcept {
+    return a.itemId == b.itemId && a.subItemId == b.subItemId;
+}
+
+// Whether pos's anchor lies beyond `anchor`, the two words compared as plain
+// unsigned numbers, itemId first. Unlike ComparePositions this counts
+// subItemId 0xFFFFFFFF as the greatest value; the walks that renumber inserted
+// text stop there.
+constexpr bool AnchorBeyond(const AnnoPos& pos, const AnnoPos& anchor) noexcept {
+    if (pos.itemId != anchor.itemId) return pos.itemId > anchor.itemId;
+    return pos.subItemId > anchor.subItemId;
+}
+
 }  // namespace annotation
 
 #endif

@@ -127,7 +127,9 @@ extern "C" AN_API uint32_t ANInit(uint32_t hDoc, uint32_t hGlobalHiliteStyles, A
 }
 
 // When the state block cannot be locked, it is left attached and nothing is
-// freed, so that a later ANDeInit can still free it.
+// freed, so that a later ANDeInit can still free it. Called from a callback of
+// the same document (whose call holds the state), it is refused with
+// ANERR_NOMEMORY and changes nothing.
 extern "C" AN_API uint32_t ANDeInit(uint32_t hDoc) {
     uint32_t hDocData = 0;
     const uint32_t retrieveResult = RetrieveDocData(hDoc, &hDocData);
@@ -136,6 +138,7 @@ extern "C" AN_API uint32_t ANDeInit(uint32_t hDoc) {
     ModuleDataLock moduleData(hDocData, ModuleDataLock::UnlockAfterFailure::kYes);
     if (moduleData.AttachedState() != 0) {
         LockedBlock<AnnoDocInfo> info(moduleData.AttachedState());
+        if (info && info->reentry != 0) return ANERR_NOMEMORY;
         if (info) {
             TearDown(info);
             moduleData.WriteAnnoSlot(0);

@@ -1,0 +1,32 @@
+// Questions about the annotation list at one position, none of which changes
+// anything: is the position hidden, is it hidden by hidden text, and which
+// node after a given one still matters there.
+#ifndef ANNOTATION_POSITIONS_LIST_QUERIES_H
+#define ANNOTATION_POSITIONS_LIST_QUERIES_H
+
+#include <cstdint>
+
+#include "annotation/annotation.h"
+#include "annotation/store/anno_list.h"
+
+namespace annotation {
+
+// 1 when a hide-text or hide-paragraph-break annotation covers `pos`
+// (start <= pos < end), else 0. Takes the AnnoDocInfo handle; locks nest.
+// A zero handle, a null position, a state without list or a block that cannot
+// be locked answer 0, the harmless "not hidden".
+uint16_t IsPositionHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos);
+
+// As IsPositionHidden, counting hide-text annotations only.
+uint16_t IsTextHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos);
+
+// The first node after `from` (kNoSlot: from the head), in list order, that
+// does not lie wholly before `pos`: it starts after `pos`, or its end is at or
+// after `pos` (so a node ending exactly at `pos` is returned). kNoSlot when
+// there is none, or when `from` names no slot of the list. `list` is locked
+// by the caller.
+uint16_t FindNextAnnoByPos(AnnoList& list, uint16_t from, const AnnoPos* pos);
+
+}  // namespace annotation
+
+#endif

@@ -1,0 +1,137 @@
+// AddAnnotationToList: storing one record in the document's annotation list.
+//
+// The list is created by the first add. A new node goes after every node
+// whose start is equal or smaller (searched from the tail, so adding in
+// document order costs one comparison), hidden ranges merge into hidden
+// neighbours, and inserted text follows its own rules (inserted_text.cpp).
+// The block grows by ten slots when one free slot is left, so a node is
+// never refused for want of room while memory lasts.
+#include "annotation/store/list_insertion.h"
+
+#include "annotation/store/adding.h"
+#include "annotation/store/anno_pos.h"
+#include "annotation/store/text_block.h"
+#include "platform/memory.h"
+
+namespace annotation {
+namespace {
+
+// A stored node's text, lent to the add of a copy: it is read from there like
+// a caller's text, and the handle is back in the record when the add ends.
+class LentText {
+public:
+    LentText(uint16_t kind, AnnoRecord& record) noexcept : record_(record) {
+        if (kind != ANNO_INSERTTEXT || record.anno.hText == 0) return;
+        hText_ = record.anno.hText;
+        record.anno.hText = 0;
+        block_.Relock(hText_);
+        SetRecordText(record, block_.get());
+    }
+    ~LentText() {
+        if (hText_ == 0) return;
+        block_.Unlock();
+        SetRecordText(record_, nullptr);
+        record_.anno.hText = hText_;
+    }
+    LentText(const LentText&) = delete;
+    LentText& operator=(const LentText&) = delete;
+
+    // The lent block could not be locked.
+    bool Failed() const noexcept { return hText_ != 0 && !block_; }
+
+private:
+    AnnoRecord& record_;
+    uint32_t hText_ = 0;
+    LockedBlock<const uint16_t> block_{0};
+};
+
+// The first annotation of a document: a block of ten slots whose slot 0 holds
+// the node. When the record's own text block cannot be made, the new list
+// block is freed again and hAnnoList is back at 0, so the state never names
+// a block without a valid header.
+uint32_t CreateList(AnnoDocInfo& info, uint16_t kind, AnnoRecord& record) {
+    const uint32_t hList = SYSNativeAlloc(ListBlockBytes(kListSlotStep));
+    if (hList == 0) return ANERR_NOMEMORY;
+    info.hAnnoList = hList;
+    LockedBlock<AnnoList> list(hList);
+    uint32_t result = list ? 0 : ANERR_NOMEMORY;
+    if (result == 0 && kind == ANNO_INSERTTEXT) result = MakeOwnTextCopy(record.anno, record.text);
+    if (result != 0) {
+        list.Unlock();
+        SYSNativeFree(hList);
+        info.hAnnoList = 0;
+        return result;
+    }
+    *list = AnnoList{0, 0, kNoSlot, kNoSlot, kNoSlot, kNoSlot, 0, 0};
+    list->hasInsertText = kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK ? 1 : 0;
+    AppendFreeSlots(*list, 0, kListSlotStep);
+    LinkNewNode(*list, kNoSlot, kNoSlot, kind, record.anno);
+    return 0;
+}
+
+// After the last node, from the tail, whose start is not after `start`.
+InsertionPoint FindInsertionPoint(AnnoList& list, const AnnoPos& start) {
+    InsertionPoint at{kNoSlot, list.head};
+    ForEachNodeBackFrom(list, list.tail, [&](uint16_t slot, const AnnoNode& node) {
+        if (ComparePositions(start, node.anno.start) < 0) return true;
+        at = InsertionPoint{slot, node.next};
+        return false;
+    });
+    return at;
+}
+
+// Grows the hidden range of a hide-text neighbour over the new range [S, E]
+// where the two touch or overlap. Only the two neighbours of the insertion
+// point are looked at. Returns whether a neighbour took the range (then no
+// node is added).
+bool MergeHiddenRange(AnnoList& list, InsertionPoint at, const InternalAnno& anno) {
+    bool merged = false;
+    for (const uint16_t slot : {at.prev, at.next}) {
+        if (slot == kNoSlot) continue;
+        InternalAnno& neighbour = list.Node(slot).anno;
+        if (list.Node(slot).kind != ANNO_HIDETEXT) continue;
+        const AnnoPos oldStart = neighbour.start;
+        const AnnoPos oldEnd = neighbour.end;
+        if (ComparePositions(anno.start, oldStart) <= 0 && ComparePositions(anno.end, oldStart) >= 0) {
+            neighbour.start = anno.start;
+            merged = true;
+        }
+        if (ComparePositions(anno.start, oldEnd) <= 0 && ComparePositions(anno.end, oldEnd) >= 0) {
+            neighbour.end = anno.end;
+            merged = true;
+        }
+    }
+    return merged;
+}
+
+}  // namespace
+
+uint32_t InsertNode(AnnoDocInfo& info, LockedBlock<AnnoList>& list, uint16_t kind, const InternalAnno& anno,
+                    InsertionPoint at) {
+    LinkNewNode(*list, at.prev, at.next, kind, anno);
+    return GrowListIfFull(info, list);
+}
+
+uint32_t AddAnnotationToList(uint32_t hAnnoDocInfo, uint16_t kind, AnnoRecord* anno, uint16_t asIs) {
+    if (hAnnoDocInfo == 0 || anno == nullptr || kind < ANNO_HILITETEXT || kind > ANNO_HIDEPARABREAK) {
+        return ANERR_BADPARAM;
+    }
+    LentText lent(kind, *anno);
+    if (lent.Failed()) return ANERR_NOMEMORY;
+    if (kind == ANNO_INSERTTEXT && anno->text == nullptr && anno->anno.textLen != 0) return ANERR_BADPARAM;
+    LockedBlock<AnnoDocInfo> info(hAnnoDocInfo);
+    if (!info) return ANERR_NOANNODATA;
+    if ((info->reentry & kReentryListHeld) != 0) return ANERR_NOMEMORY;
+    if (info->hAnnoList == 0) return CreateList(*info, kind, *anno);
+
+    LockedBlock<AnnoList> list(info->hAnnoList);
+    if (!list || list->busy != 0 || list->freeHead == kNoSlot) return ANERR_NOMEMORY;
+    const InsertionPoint at = FindInsertionPoint(*list, anno->anno.start);
+    if (kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK) {
+        return AddInsertedText(*info, list, kind, *anno, at, asIs);
+    }
+    if (kind == ANNO_HIDETEXT && MergeHiddenRange(*list, at, anno->anno)) return 0;
+    return InsertNode(*info, list, kind, anno->anno, at);
+}
+
+}  // namespace annotation
