@@ -200,7 +200,17 @@ typedef struct ParaBreakAnno {
  * return value becomes the result of ANClearAnnos). code 3: a pointer event
  * (arg = 1 when the annotation's eventMask selects the event, record =
  * AnnoEventInfo; the return value becomes the result of ANAnnoEvent). The
- * record is valid only during the call. */
+ * record is valid only during the call.
+ *
+ * The code-1 record of an ANNO_INSERTTEXT annotation carries the caller's
+ * text pointer: in displayData on a 32-bit target; on a 64-bit target, where
+ * the word cannot hold it, displayData is 0 and the pointer is the
+ * pointer-sized word at byte 72, right behind the InternalAnno.
+ *
+ * From inside a callback, calls that would change the same document's list
+ * while the module walks it (ANAddAnno or ANClearAnnos from a code-2
+ * callback) return ANERR_NOMEMORY, and ANDeInit of that document returns
+ * ANERR_NOMEMORY; both change nothing. */
 typedef uint32_t (*AnnoCallback)(uint32_t code, uint32_t arg, void* record, uint32_t callbackData);
 
 /* ------------------------------------------------------------------------ */

@@ -3,12 +3,12 @@
 
 #include <ostream>
 
-namespace testing_support {
-
 std::ostream& operator<<(std::ostream& out, const AnnoPos& pos) {
     return out << "(" << pos.itemId << ", " << static_cast<int32_t>(pos.subItemId) << ", " << pos.posType << ", "
                << pos.textOffset << ")";
 }
+
+namespace testing_support {
 
 uint32_t AddHilite(uint32_t hDoc, uint32_t userId, AnnoPos start, AnnoPos end, uint32_t style, uint32_t userData) {
     const HiliteTextAnno anno{sizeof(HiliteTextAnno), userId, start, end, 0, userData, 0, 0, style};

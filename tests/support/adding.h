@@ -4,10 +4,21 @@
 #define TESTS_SUPPORT_ADDING_H
 
 #include <cstdint>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
 #include "annotation/annotation.h"
+
+// Positions compare word by word in tests, and print as (item, sub, type,
+// offset). They live beside AnnoPos, in the global namespace, so that
+// gtest's assertions find them.
+inline bool operator==(const AnnoPos& a, const AnnoPos& b) {
+    return a.itemId == b.itemId && a.subItemId == b.subItemId && a.posType == b.posType &&
+           a.textOffset == b.textOffset;
+}
+
+std::ostream& operator<<(std::ostream& out, const AnnoPos& pos);
 
 namespace testing_support {
 
@@ -15,13 +26,6 @@ constexpr AnnoPos DocPos(uint32_t item, uint32_t sub) { return AnnoPos{item, sub
 constexpr AnnoPos TextPos(uint32_t item, uint32_t sub, uint32_t offset) {
     return AnnoPos{item, sub, ANPOS_ANNOTEXT, offset};
 }
-
-inline bool operator==(const AnnoPos& a, const AnnoPos& b) {
-    return a.itemId == b.itemId && a.subItemId == b.subItemId && a.posType == b.posType &&
-           a.textOffset == b.textOffset;
-}
-
-std::ostream& operator<<(std::ostream& out, const AnnoPos& pos);
 
 // Each adds one annotation with ANAddAnno in the caller's long form and
 // returns its result.
