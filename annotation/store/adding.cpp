@@ -34,12 +34,10 @@ void OrderRange(InternalAnno& anno) {
 }  // namespace
 
 uint32_t AddAnnoP(uint32_t hDoc, uint16_t kind, AnnoRecord* anno, uint16_t silent) {
-    uint32_t hInfo = 0;
-    const uint32_t stateResult = GetAnnoFromDoc(hDoc, &hInfo);
+    DocInfoLock info(0);
+    const uint32_t stateResult = LockDocState(hDoc, info);
     if (stateResult != 0) return stateResult;
     if (anno == nullptr) return ANERR_BADPARAM;
-    DocInfoLock info(hInfo);
-    if (!info) return ANERR_NOANNODATA;
 
     OrderRange(anno->anno);
     AnnoRecord notified = *anno;
@@ -52,7 +50,7 @@ uint32_t AddAnnoP(uint32_t hDoc, uint16_t kind, AnnoRecord* anno, uint16_t silen
     if (result != 0) return result;
     if (addToList != 0) {
         OrderRange(built.anno);
-        result = AddAnnotationToList(hInfo, kind, &built, 0);
+        result = AddAnnotationToList(info.handle(), kind, &built, 0);
         if (result != 0) return result;
     }
     if (silent != 0) return 0;

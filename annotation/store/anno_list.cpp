@@ -6,6 +6,27 @@
 #include "platform/memory.h"
 
 namespace annotation {
+namespace {
+
+// Links `slot` into the ordered list between `prev` and `next` (kNoSlot: at
+// that end).
+void LinkBetween(AnnoList& list, uint16_t slot, uint16_t prev, uint16_t next) {
+    AnnoNode& node = list.Node(slot);
+    node.next = next;
+    node.prev = prev;
+    if (next == kNoSlot) {
+        list.tail = slot;
+    } else {
+        list.Node(next).prev = slot;
+    }
+    if (prev == kNoSlot) {
+        list.head = slot;
+    } else {
+        list.Node(prev).next = slot;
+    }
+}
+
+}  // namespace
 
 void AppendFreeSlots(AnnoList& list, uint16_t from, uint16_t to) {
     for (uint16_t slot = from; slot < to; ++slot) {
@@ -35,18 +56,7 @@ uint16_t LinkNewNode(AnnoList& list, uint16_t prev, uint16_t next, uint16_t kind
     node.kind = kind;
     node.unused = 0;
     node.anno = anno;
-    node.next = next;
-    node.prev = prev;
-    if (next == kNoSlot) {
-        list.tail = slot;
-    } else {
-        list.Node(next).prev = slot;
-    }
-    if (prev == kNoSlot) {
-        list.head = slot;
-    } else {
-        list.Node(prev).next = slot;
-    }
+    LinkBetween(list, slot, prev, next);
     ++list.count;
     return slot;
 }
@@ -81,16 +91,7 @@ void ReleaseSlot(AnnoList& list, uint16_t slot) {
 
 void MoveNodeBefore(AnnoList& list, uint16_t slot, uint16_t before) {
     UnlinkNode(list, slot);
-    AnnoNode& node = list.Node(slot);
-    AnnoNode& follower = list.Node(before);
-    node.prev = follower.prev;
-    node.next = before;
-    if (follower.prev == kNoSlot) {
-        list.head = slot;
-    } else {
-        list.Node(follower.prev).next = slot;
-    }
-    follower.prev = slot;
+    LinkBetween(list, slot, list.Node(before).prev, before);
 }
 
 // The new slots are appended behind the free list as it stands instead of

@@ -165,11 +165,9 @@ extern "C" AN_API uint32_t ANClearUserData(uint32_t hDoc) {
 }
 
 extern "C" AN_API uint32_t ANSetCallback(uint32_t hDoc, AnnoCallback callback, uint32_t callbackData) {
-    uint32_t hInfo = 0;
-    const uint32_t result = GetAnnoFromDoc(hDoc, &hInfo);
+    DocInfoLock info(0);
+    const uint32_t result = LockDocState(hDoc, info);
     if (result != 0) return result;
-    LockedBlock<AnnoDocInfo> info(hInfo);
-    if (!info) return ANERR_NOANNODATA;
     info->callback = callback;
     info->callbackData = callbackData;
     return 0;

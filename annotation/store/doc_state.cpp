@@ -18,6 +18,14 @@ uint32_t GetAnnoFromDoc(uint32_t hDoc, uint32_t* phAnnoDocInfo) {
     return 0;
 }
 
+uint32_t LockDocState(uint32_t hDoc, DocInfoLock& info) {
+    uint32_t hInfo = 0;
+    const uint32_t result = GetAnnoFromDoc(hDoc, &hInfo);
+    if (result != 0) return result;
+    info.Relock(hInfo);
+    return info ? 0 : ANERR_NOANNODATA;
+}
+
 ModuleDataLock::ModuleDataLock(uint32_t hDocData, UnlockAfterFailure unlockAfterFailure) noexcept
     : hDocData_(hDocData) {
     result_ = DALockModuleData(hDocData, &data_);

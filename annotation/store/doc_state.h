@@ -16,6 +16,11 @@ uint32_t GetAnnoFromDoc(uint32_t hDoc, uint32_t* phAnnoDocInfo);
 
 using DocInfoLock = LockedBlock<AnnoDocInfo>;
 
+// Finds the document's state and locks it into `info` (an empty guard):
+// 0; the error of GetAnnoFromDoc; ANERR_NOANNODATA when the state block
+// cannot be locked.
+uint32_t LockDocState(uint32_t hDoc, DocInfoLock& info);
+
 // The document's module data, pinned for a scope. DAUnlockModuleData is
 // called at the end of the scope when the lock succeeded, and also after a
 // failed lock when the guard is asked to (ANInit and ANDeInit release the

@@ -204,11 +204,9 @@ using namespace annotation;
 // in it, so calls back into the module that would change this document's list
 // or take its state down are refused (see kReentryListHeld).
 extern "C" AN_API uint32_t ANClearAnnos(uint32_t hDoc, uint16_t flags, uint32_t value) {
-    uint32_t hInfo = 0;
-    const uint32_t stateResult = GetAnnoFromDoc(hDoc, &hInfo);
+    DocInfoLock info(0);
+    const uint32_t stateResult = LockDocState(hDoc, info);
     if (stateResult != 0) return stateResult;
-    LockedBlock<AnnoDocInfo> info(hInfo);
-    if (!info) return ANERR_NOANNODATA;
     if (info->hAnnoList == 0) return 0;
     if ((info->reentry & kReentryListHeld) != 0) return ANERR_NOMEMORY;
     LockedBlock<AnnoList> list(info->hAnnoList);

@@ -40,14 +40,6 @@ void ExpectRecord(const InternalAnno& got, const InternalAnno& want) {
     EXPECT_EQ(got.textCap, want.textCap);
 }
 
-ListedNode NodeOf(uint32_t hDoc, uint32_t userId) {
-    for (const ListedNode& node : ListedNodes(hDoc)) {
-        if (node.anno.userId == userId) return node;
-    }
-    ADD_FAILURE() << "no node with userId " << userId;
-    return ListedNode{};
-}
-
 AnnoRecord HideRecord(uint32_t userId, uint32_t from, uint32_t to) {
     AnnoRecord record;
     record.anno.size = 56;
@@ -222,15 +214,6 @@ TEST_F(Adding, StartAfterEndIsStoredAndHeardSwapped) {
     EXPECT_TRUE(ListIsSound(hDoc));
     EXPECT_EQ(ListHeader(hDoc).count, 3);
     EXPECT_EQ(log.heard.size(), 2u);
-}
-
-TEST_F(Adding, ConversionClearsTheWholeRecord) {
-    AnnoRecord record;
-    std::memset(static_cast<void*>(&record), 0xAB, sizeof record);
-    const ParaBreakAnno paraBreak{28, 3, DocPos(4, 2), 0x44};
-    ASSERT_EQ(annotation::ConvertToInternalAnnoStruct(&record, &paraBreak, ANNO_INSERTPARABREAK), 0u);
-    ExpectRecord(record.anno, {56, 3, DocPos(4, 2), DocPos(4, 2), 0, 0x44, 0, 0, 0, 0, 0, 0});
-    EXPECT_EQ(record.text, nullptr);
 }
 
 TEST_F(Adding, PointAnnotationsEndOnePositionAfterTheirStart) {

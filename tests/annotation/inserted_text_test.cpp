@@ -31,15 +31,6 @@ std::vector<uint16_t> Kinds(const std::vector<ListedNode>& nodes) {
     return kinds;
 }
 
-const ListedNode& ByUserId(const std::vector<ListedNode>& nodes, uint32_t userId) {
-    static const ListedNode none{};
-    for (const ListedNode& node : nodes) {
-        if (node.anno.userId == userId) return node;
-    }
-    ADD_FAILURE() << "no node with userId " << userId;
-    return none;
-}
-
 // A text whose characters differ, so that a misplaced copy shows.
 std::u16string Pattern(size_t length, char16_t first) {
     std::u16string text;

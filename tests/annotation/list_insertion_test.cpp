@@ -15,12 +15,6 @@ using namespace testing_support;
 
 class ListInsertion : public AnnotationTest {};
 
-std::vector<uint32_t> UserIds(uint32_t hDoc) {
-    std::vector<uint32_t> ids;
-    for (const ListedNode& node : ListedNodes(hDoc)) ids.push_back(node.anno.userId);
-    return ids;
-}
-
 TEST_F(ListInsertion, FirstAddMakesTenSlotsWithTheNodeInSlotZero) {
     const uint32_t hDoc = AttachDoc();
     ASSERT_EQ(AddHilite(hDoc, 1, DocPos(1, 2), DocPos(1, 5)), 0u);

@@ -39,7 +39,7 @@ std::vector<uint16_t> Kinds(uint32_t hDoc) {
     return kinds;
 }
 
-const ListedNode* NodeOf(const std::vector<ListedNode>& nodes, uint32_t userId) {
+const ListedNode* FindNode(const std::vector<ListedNode>& nodes, uint32_t userId) {
     for (const ListedNode& node : nodes) {
         if (node.anno.userId == userId) return &node;
     }
@@ -132,15 +132,15 @@ TEST_F(OutOfMemory, JoiningTextBeforeKeepsTheOldTextWhenItCannotGrow) {
         [&](uint32_t hDoc, bool failed) {
             const std::vector<ListedNode> nodes = ListedNodes(hDoc);
             ASSERT_EQ(nodes.size(), 2u);
-            const ListedNode* text = NodeOf(nodes, 1);
+            const ListedNode* text = FindNode(nodes, 1);
             ASSERT_NE(text, nullptr);
             EXPECT_EQ(text->text, failed ? old : old + u"0123456789");
             EXPECT_EQ(text->anno.textCap, failed ? 64u : 128u);
             EXPECT_EQ(ENMemBlockSize(text->anno.hText), failed ? 128u : 256u);
             // The hilite that ended at the anchor stops in front of the new
             // text, whether or not it could be joined.
-            ASSERT_NE(NodeOf(nodes, 2), nullptr);
-            EXPECT_EQ(NodeOf(nodes, 2)->anno.end, TextPos(0, 2, 60));
+            ASSERT_NE(FindNode(nodes, 2), nullptr);
+            EXPECT_EQ(FindNode(nodes, 2)->anno.end, TextPos(0, 2, 60));
         });
     EXPECT_EQ(failures, 1);
 }
@@ -158,13 +158,13 @@ TEST_F(OutOfMemory, JoiningTextAfterKeepsTheOldTextWhenItCannotGrow) {
             const std::vector<ListedNode> nodes = ListedNodes(hDoc);
             ASSERT_EQ(nodes.size(), 2u);
             EXPECT_EQ(Combined(hDoc), failed ? old : old.substr(0, 1) + u"xyz" + old.substr(1));
-            const ListedNode* text = NodeOf(nodes, 1);
+            const ListedNode* text = FindNode(nodes, 1);
             ASSERT_NE(text, nullptr);
             EXPECT_EQ(text->anno.textCap, failed ? 64u : 128u);
             // The icon behind the insertion point was renumbered before the join.
-            ASSERT_NE(NodeOf(nodes, 2), nullptr);
-            EXPECT_EQ(NodeOf(nodes, 2)->anno.start, TextPos(0, 2, 6));
-            EXPECT_EQ(NodeOf(nodes, 2)->anno.end, TextPos(0, 2, 7));
+            ASSERT_NE(FindNode(nodes, 2), nullptr);
+            EXPECT_EQ(FindNode(nodes, 2)->anno.start, TextPos(0, 2, 6));
+            EXPECT_EQ(FindNode(nodes, 2)->anno.end, TextPos(0, 2, 7));
         });
     EXPECT_EQ(failures, 1);
 }

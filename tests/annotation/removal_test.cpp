@@ -22,21 +22,6 @@ using annotation::kNoSlot;
 constexpr AnnoPos P = DocPos(0, 2);
 constexpr AnnoPos AtP(uint32_t offset) { return TextPos(0, 2, offset); }
 
-std::vector<uint32_t> UserIds(uint32_t hDoc) {
-    std::vector<uint32_t> ids;
-    for (const ListedNode& node : ListedNodes(hDoc)) ids.push_back(node.anno.userId);
-    return ids;
-}
-
-const ListedNode& ByUserId(const std::vector<ListedNode>& nodes, uint32_t userId) {
-    static const ListedNode none{};
-    for (const ListedNode& node : nodes) {
-        if (node.anno.userId == userId) return node;
-    }
-    ADD_FAILURE() << "no node with userId " << userId;
-    return none;
-}
-
 uint16_t SlotOf(uint32_t hDoc, uint32_t userId) { return ByUserId(ListedNodes(hDoc), userId).slot; }
 
 class Removal : public AnnotationTest {

@@ -110,6 +110,23 @@ std::vector<ListedNode> ListedNodes(uint32_t hDoc) {
     return nodes;
 }
 
+std::vector<uint32_t> UserIds(uint32_t hDoc) {
+    std::vector<uint32_t> ids;
+    for (const ListedNode& node : ListedNodes(hDoc)) ids.push_back(node.anno.userId);
+    return ids;
+}
+
+const ListedNode& ByUserId(const std::vector<ListedNode>& nodes, uint32_t userId) {
+    static const ListedNode none{};
+    for (const ListedNode& node : nodes) {
+        if (node.anno.userId == userId) return node;
+    }
+    ADD_FAILURE() << "no node with userId " << userId;
+    return none;
+}
+
+ListedNode NodeOf(uint32_t hDoc, uint32_t userId) { return ByUserId(ListedNodes(hDoc), userId); }
+
 AnnoList ListHeader(uint32_t hDoc) {
     LockedBlock<AnnoList> list(ListHandle(hDoc));
     if (!list) return AnnoList{0, 0, kNoSlot, kNoSlot, kNoSlot, kNoSlot, 0, 0};

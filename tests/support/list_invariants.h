@@ -37,6 +37,16 @@ struct ListedNode {
 // The document's nodes in list order (empty without list).
 std::vector<ListedNode> ListedNodes(uint32_t hDoc);
 
+// The userId of every listed node, in list order.
+std::vector<uint32_t> UserIds(uint32_t hDoc);
+
+// The first node of `nodes` with `userId`; a test failure and an empty node
+// when there is none.
+const ListedNode& ByUserId(const std::vector<ListedNode>& nodes, uint32_t userId);
+
+// A copy of the document's first listed node with `userId`.
+ListedNode NodeOf(uint32_t hDoc, uint32_t userId);
+
 // The list header; all kNoSlot/0 fields as an empty list when there is none.
 annotation::AnnoList ListHeader(uint32_t hDoc);
 
