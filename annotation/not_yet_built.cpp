@@ -11,16 +11,10 @@ extern "C" {
 
 AN_API uint32_t ANCopyAnnos(uint32_t, uint32_t) { return ANERR_BADPARAM; }
 AN_API uint32_t ANBuildAnnos(uint32_t) { return ANERR_BADPARAM; }
-AN_API uint32_t ANNextPos(uint32_t, const AnnoPos*, AnnoPos*) { return ANERR_NOTFOUND; }
-AN_API uint32_t ANNextChunkerPos(uint32_t, const AnnoPos*, AnnoPos*) { return ANERR_NOTFOUND; }
-AN_API uint32_t ANNextAnnoTextPos(uint32_t, const AnnoPos*, AnnoPos*) { return ANERR_NOTFOUND; }
 AN_API uint32_t ANMapPosition(uint32_t, AnnoMapPosition*) { return ANERR_BADPARAM; }
 AN_API uint32_t ANFindAnno(uint32_t, uint16_t, AnnoFindInfo*) { return ANERR_NOTFOUND; }
 AN_API uint32_t ANAnnoEvent(uint32_t, uint32_t, uint16_t, const AnnoPos*) { return 0; }
 AN_API uint32_t ANStartAnnoTrack(uint32_t, const AnnoPos*, AnnoTrackInfo*) { return 0; }
 AN_API uint32_t ANTrackAnno(uint32_t, const AnnoPos*, AnnoTrackInfo*) { return 0; }
-AN_API uint32_t ANStartAnnoTextTrack(uint32_t, AnnoTextTrack*) { return ANERR_NOMEMORY; }
-AN_API uint32_t ANGetAnnoText(uint32_t, AnnoTextTrack*, const AnnoPos*, uint16_t*) { return ANERR_NOTFOUND; }
-AN_API uint32_t ANEndAnnoTextTrack(uint32_t, AnnoTextTrack*) { return 0; }
 
 }  // extern "C"

@@ -1,7 +1,123 @@
-// Stepping through the positions of a document in reading order.
+// Stepping through the positions of a document in reading order: the
+// chunker's positions, and before the document position of an anchor the
+// text positions of the text inserted there (offsets 0 .. N-1 of the combined
+// text of its insert-text and insert-paragraph-break nodes, in list order).
 #include "annotation/annotation.h"
+#include "annotation/handle_lock.h"
+#include "annotation/store/anno_list.h"
 #include "annotation/store/anno_pos.h"
+#include "annotation/store/doc_state.h"
+#include "platform/chunker.h"
+
+namespace annotation {
+namespace {
+
+struct ChunkerItem {
+    uint32_t words[CH_ITEM_WORDS] = {};
+    bool IsText() const { return words[0] == CH_ITEM_TEXT; }
+    uint32_t FirstChar() const { return words[1]; }
+    uint32_t CharCount() const { return words[2]; }
+};
+
+bool GetItem(uint32_t hChunker, uint32_t itemId, ChunkerItem& item) {
+    return CHGetItem(hChunker, CH_KIND_ITEM, itemId, item.words, nullptr) == 0;
+}
+
+// The characters inserted at the anchor by one node: textLen, or one break.
+uint32_t InsertedShare(const AnnoNode& node) { return node.kind == ANNO_INSERTTEXT ? node.anno.textLen : 1; }
+
+}  // namespace
+}  // namespace annotation
+
+using namespace annotation;
 
 extern "C" AN_API uint32_t ANIsAnnoTextPos(const AnnoPos* pos) {
-    return pos != nullptr && annotation::IsTextPosition(*pos) ? 1 : 0;
+    return pos != nullptr && IsTextPosition(*pos) ? 1 : 0;
+}
+
+// Character ids of a text item are consecutive, so when the chunker cannot
+// name the character after one that is not its item's last, the next id is
+// taken as the following character.
+extern "C" AN_API uint32_t ANNextChunkerPos(uint32_t hDoc, const AnnoPos* pos, AnnoPos* next) {
+    if (next == nullptr) return ANERR_BADPARAM;
+    *next = AnnoPos{0, 0, 0, 0};
+    if (pos == nullptr) return ANERR_BADPARAM;
+    if (IsTextPosition(*pos)) {
+        next->itemId = pos->itemId;
+        next->subItemId = pos->subItemId;
+        return 0;
+    }
+    DocInfoLock info(0);
+    const uint32_t result = LockDocState(hDoc, info);
+    if (result != 0) return result;
+    const uint32_t hChunker = info->hChunker;
+
+    ChunkerItem item;
+    if (!GetItem(hChunker, pos->itemId, item)) return ANERR_NOTFOUND;
+    if (item.IsText() && item.CharCount() > 0) {
+        const uint32_t cur = pos->subItemId == kWholeItem ? item.FirstChar() : pos->subItemId;
+        const uint32_t last = item.FirstChar() + item.CharCount() - 1;
+        if (cur != last) {
+            uint32_t nextChar = cur + 1;
+            CHNextItemId(hChunker, CH_KIND_CHAR, cur, &nextChar);
+            next->itemId = pos->itemId;
+            next->subItemId = nextChar;
+            return 0;
+        }
+    }
+    if (CHNextItemId(hChunker, CH_KIND_ITEM, pos->itemId, &next->itemId) != 0) return ANERR_NOTFOUND;
+    next->subItemId = kWholeItem;
+    ChunkerItem following;
+    if (GetItem(hChunker, next->itemId, following) && following.IsText()) next->subItemId = following.FirstChar();
+    return 0;
+}
+
+extern "C" AN_API uint32_t ANNextAnnoTextPos(uint32_t hDoc, const AnnoPos* pos, AnnoPos* next) {
+    DocInfoLock info(0);
+    const uint32_t result = LockDocState(hDoc, info);
+    if (result != 0) return result;
+    if (pos == nullptr || next == nullptr) return ANERR_BADPARAM;
+    if (info->hAnnoList == 0) return ANERR_NOTFOUND;
+    LockedBlock<AnnoList> list(info->hAnnoList);
+    if (!list || list->hasInsertText == 0 || list->head == kNoSlot) return ANERR_NOTFOUND;
+
+    const AnnoPos from = *pos;
+    uint64_t total = 0;
+    uint32_t found = ANERR_NOTFOUND;
+    ForEachNode(*list, [&](uint16_t, const AnnoNode& node) {
+        if (node.kind != ANNO_INSERTTEXT && node.kind != ANNO_INSERTPARABREAK) return true;
+        const AnnoPos& anchor = node.anno.start;
+        if (IsTextPosition(from) && SameAnchor(anchor, from)) {
+            total += InsertedShare(node);
+            if (uint64_t{from.textOffset} + 1 < total) {
+                *next = AnnoPos{from.itemId, from.subItemId, ANPOS_ANNOTEXT, from.textOffset + 1};
+                found = 0;
+                return false;
+            }
+            return true;
+        }
+        if (AnchorBeyond(anchor, from)) {
+            *next = AnnoPos{anchor.itemId, anchor.subItemId, ANPOS_ANNOTEXT, 0};
+            found = 0;
+            return false;
+        }
+        return true;
+    });
+    return found;
+}
+
+// Both candidates are computed into records of their own before `next` is
+// written, so stepping in place is safe.
+extern "C" AN_API uint32_t ANNextPos(uint32_t hDoc, const AnnoPos* pos, AnnoPos* next) {
+    if (pos == nullptr || next == nullptr) return ANERR_NOTFOUND;
+    AnnoPos text{};
+    const bool hasText = ANNextAnnoTextPos(hDoc, pos, &text) == 0;
+    if (hasText && IsTextPosition(*pos) && SameAnchor(text, *pos)) {
+        *next = text;
+        return 0;
+    }
+    AnnoPos document{};
+    if (ANNextChunkerPos(hDoc, pos, &document) != 0) return ANERR_NOTFOUND;
+    *next = hasText && ComparePositions(text, document) < 0 ? text : document;
+    return 0;
 }
