@@ -58,6 +58,19 @@ private:
     uint32_t handle_ = 0;
 };
 
+// Allocates a block of `bytes` and locks it into `guard` (empty before).
+// Returns its handle, or 0 with nothing left allocated when the block cannot
+// be allocated or locked.
+template <typename T>
+uint32_t AllocLocked(uint32_t bytes, LockedBlock<T>& guard) noexcept {
+    const uint32_t hBlock = SYSNativeAlloc(bytes);
+    if (hBlock == 0) return 0;
+    guard.Relock(hBlock);
+    if (guard) return hBlock;
+    SYSNativeFree(hBlock);
+    return 0;
+}
+
 }  // namespace annotation
 
 #endif

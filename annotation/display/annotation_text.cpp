@@ -194,13 +194,9 @@ using namespace annotation;
 extern "C" AN_API uint32_t ANStartAnnoTextTrack(uint32_t, AnnoTextTrack* track) {
     if (track == nullptr) return ANERR_BADPARAM;
     *track = AnnoTextTrack{};
-    const uint32_t hCache = SYSNativeAlloc(CacheBytes(kCacheStep));
+    LockedBlock<AnnoTextCache> cache(0);
+    const uint32_t hCache = AllocLocked(CacheBytes(kCacheStep), cache);
     if (hCache == 0) return ANERR_NOMEMORY;
-    LockedBlock<AnnoTextCache> cache(hCache);
-    if (!cache) {
-        SYSNativeFree(hCache);
-        return ANERR_NOMEMORY;
-    }
     *cache = AnnoTextCache{kNoSlot, kNoSlot, 0, 0, kCacheStep, 0};
     for (uint16_t slot = 0; slot < kCacheStep; ++slot) {
         cache->Entry(slot) = AnnoTextEntry{0, 0, 0, 0, slot + 1u < kCacheStep ? static_cast<uint16_t>(slot + 1) : kNoSlot,

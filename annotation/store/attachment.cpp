@@ -93,13 +93,9 @@ extern "C" AN_API uint32_t ANInit(uint32_t hDoc, uint32_t hGlobalHiliteStyles, A
     if (chunkerResult != 0) return chunkerResult;
     if (hChunker == 0) return 0;
 
-    const uint32_t hInfo = SYSNativeAlloc(sizeof(AnnoDocInfo));
+    LockedBlock<AnnoDocInfo> info(0);
+    const uint32_t hInfo = AllocLocked(sizeof(AnnoDocInfo), info);
     if (hInfo == 0) return ANERR_NOMEMORY;
-    LockedBlock<AnnoDocInfo> info(hInfo);
-    if (!info) {
-        SYSNativeFree(hInfo);
-        return ANERR_NOMEMORY;
-    }
     FillNewDocInfo(*info, hInfo, hDoc, hChunker, hGlobalHiliteStyles, callback, callbackData);
 
     uint32_t hDocData = 0;

@@ -47,21 +47,18 @@ private:
 
 // The first annotation of a document: a block of ten slots whose slot 0 holds
 // the node. When the record's own text block cannot be made, the new list
-// block is freed again and hAnnoList is back at 0, so the state never names
-// a block without a valid header.
+// block is freed again and hAnnoList stays 0, so the state never names a
+// block without a valid header.
 uint32_t CreateList(AnnoDocInfo& info, uint16_t kind, AnnoRecord& record) {
-    const uint32_t hList = SYSNativeAlloc(ListBlockBytes(kListSlotStep));
+    LockedBlock<AnnoList> list(0);
+    const uint32_t hList = AllocLocked(ListBlockBytes(kListSlotStep), list);
     if (hList == 0) return ANERR_NOMEMORY;
-    info.hAnnoList = hList;
-    LockedBlock<AnnoList> list(hList);
-    uint32_t result = list ? 0 : ANERR_NOMEMORY;
-    if (result == 0 && kind == ANNO_INSERTTEXT) result = MakeOwnTextCopy(record.anno, record.text);
-    if (result != 0) {
+    if (kind == ANNO_INSERTTEXT && MakeOwnTextCopy(record.anno, record.text) != 0) {
         list.Unlock();
         SYSNativeFree(hList);
-        info.hAnnoList = 0;
-        return result;
+        return ANERR_NOMEMORY;
     }
+    info.hAnnoList = hList;
     *list = AnnoList{0, 0, kNoSlot, kNoSlot, kNoSlot, kNoSlot, 0, 0};
     list->hasInsertText = kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK ? 1 : 0;
     AppendFreeSlots(*list, 0, kListSlotStep);

@@ -110,16 +110,10 @@ using namespace annotation;
 extern "C" AN_API uint32_t ANInitGlobalHiliteStyles(uint32_t* phStyles) {
     if (phStyles == nullptr) return ANERR_BADPARAM;
     *phStyles = 0;
-    const uint32_t hStyles = SYSNativeAlloc(sizeof(HiliteStyleTable));
+    LockedBlock<HiliteStyleTable> table(0);
+    const uint32_t hStyles = AllocLocked(sizeof(HiliteStyleTable), table);
     if (hStyles == 0) return ANERR_NOMEMORY;
-    {
-        LockedBlock<HiliteStyleTable> table(hStyles);
-        if (!table) {
-            SYSNativeFree(hStyles);
-            return ANERR_NOMEMORY;
-        }
-        *table = HiliteStyleTable{};
-    }
+    *table = HiliteStyleTable{};
     *phStyles = hStyles;
     return 0;
 }
