@@ -12,9 +12,5 @@ extern "C" {
 AN_API uint32_t ANCopyAnnos(uint32_t, uint32_t) { return ANERR_BADPARAM; }
 AN_API uint32_t ANBuildAnnos(uint32_t) { return ANERR_BADPARAM; }
 AN_API uint32_t ANMapPosition(uint32_t, AnnoMapPosition*) { return ANERR_BADPARAM; }
-AN_API uint32_t ANFindAnno(uint32_t, uint16_t, AnnoFindInfo*) { return ANERR_NOTFOUND; }
-AN_API uint32_t ANAnnoEvent(uint32_t, uint32_t, uint16_t, const AnnoPos*) { return 0; }
-AN_API uint32_t ANStartAnnoTrack(uint32_t, const AnnoPos*, AnnoTrackInfo*) { return 0; }
-AN_API uint32_t ANTrackAnno(uint32_t, const AnnoPos*, AnnoTrackInfo*) { return 0; }
 
 }  // extern "C"

@@ -8,6 +8,7 @@
 
 #include "annotation/annotation.h"
 #include "annotation/store/anno_list.h"
+#include "annotation/store/anno_pos.h"
 
 namespace annotation {
 
@@ -26,6 +27,21 @@ uint16_t IsTextHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos);
 // there is none, or when `from` names no slot of the list. `list` is locked
 // by the caller.
 uint16_t FindNextAnnoByPos(AnnoList& list, uint16_t from, const AnnoPos* pos);
+
+// The walk over the annotations at one position: calls visit(slot, node) for
+// every node from `first` on, in list order, that covers `pos` (start <= pos
+// < end), and stops at the first node that starts after `pos`. It meets the
+// nodes that examining `first` and then following FindNextAnnoByPos from
+// node to node meets. `first` may be kNoSlot (nothing is visited); `list` is
+// locked by the caller.
+template <typename Visit>
+void ForEachNodeCovering(AnnoList& list, uint16_t first, const AnnoPos& pos, Visit&& visit) {
+    ForEachNodeFrom(list, first, [&](uint16_t slot, AnnoNode& node) {
+        if (ComparePositions(pos, node.anno.start) < 0) return false;
+        if (ComparePositions(pos, node.anno.end) < 0) visit(slot, node);
+        return true;
+    });
+}
 
 }  // namespace annotation
 

@@ -51,8 +51,12 @@ CallbackLog::~CallbackLog() { Logs()[index_] = nullptr; }
 
 uint32_t CallbackLog::Callback(uint32_t code, uint32_t arg, void* record, uint32_t callbackData) {
     CallbackLog* log = Logs().at(callbackData);
-    Heard heard{code, arg, {}};
-    if (code != 3) heard.record = *static_cast<const InternalAnno*>(record);
+    Heard heard{code, arg, {}, {}};
+    if (code == 3) {
+        heard.event = *static_cast<const AnnoEventInfo*>(record);
+    } else {
+        heard.record = *static_cast<const InternalAnno*>(record);
+    }
     log->heard.push_back(heard);
     if (log->during != nullptr) log->during(*log, code);
     return log->reply;

@@ -36,11 +36,13 @@ uint32_t AddHide(uint32_t hDoc, uint32_t userId, AnnoPos start, AnnoPos end, uin
 uint32_t AddText(uint32_t hDoc, uint32_t userId, AnnoPos start, const std::u16string& text, uint32_t userData = 0);
 uint32_t AddBreak(uint32_t hDoc, uint32_t userId, AnnoPos start, uint16_t kind = ANNO_INSERTPARABREAK);
 
-// What one callback call carried.
+// What one callback call carried: the InternalAnno of codes 1 and 2, the
+// AnnoEventInfo of code 3 (the other record stays all 0).
 struct Heard {
     uint32_t code;
     uint32_t arg;
     InternalAnno record;
+    AnnoEventInfo event;
 };
 
 // Records every callback of the documents it is installed on (as the
