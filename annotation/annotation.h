@@ -401,9 +401,11 @@ AN_API uint32_t ANAddAnno(uint32_t hDoc, uint16_t kind, const void* annoStruct);
 AN_API uint32_t ANClearAnnos(uint32_t hDoc, uint16_t flags, uint32_t value);
 
 /* Copies every annotation and the per-document hilite styles of hSrcDoc into
- * hDestDoc, without notification.
+ * hDestDoc, without notification. Nothing is copied from a document without
+ * annotations, not even its styles.
  * Results: 0; ANERR_BADPARAM, ANERR_NOANNODATA or a data-access error for
- * either document. */
+ * either document; ANERR_BADPARAM, nothing changed, when both are the same
+ * document. */
 AN_API uint32_t ANCopyAnnos(uint32_t hDestDoc, uint32_t hSrcDoc);
 
 /* Turns the ranges that the document marks into hilites (userId with the top

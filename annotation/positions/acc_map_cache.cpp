@@ -1,10 +1,10 @@
 // Lifetime of the ACC map cache and of the second opening of the document.
-// The maps' arrays are the one thing the module allocates with malloc.
+// The maps' arrays are the module's own heap memory (heap.h).
 #include "annotation/positions/acc_map_cache.h"
 
-#include <cstdlib>
 #include <initializer_list>
 
+#include "annotation/heap.h"
 #include "platform/content_access.h"
 #include "platform/data_access.h"
 
@@ -18,7 +18,7 @@ void ResetACCMap(ACCMap& map) noexcept {
 void ReleaseACCMaps(AnnoDocInfo& info) noexcept {
     for (ACCMap* map : {&info.accMapPrev, &info.accMap}) {
         if (map->pCharItem != nullptr) {
-            std::free(map->pCharItem);
+            HeapFree(map->pCharItem);
             map->pCharItem = nullptr;
         }
     }

@@ -1,0 +1,26 @@
+// The module's ordinary heap memory (as opposed to the engine's movable
+// blocks): the character arrays of the ACC maps and the buffer a map is read
+// through. Going through one place lets tests make any of these allocations
+// fail, as the engine lets them fail a movable block.
+#ifndef ANNOTATION_HEAP_H
+#define ANNOTATION_HEAP_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace annotation {
+
+// malloc and free, with the failure a test may have armed.
+void* HeapAlloc(size_t bytes) noexcept;
+void HeapFree(void* block) noexcept;
+
+// For tests (not exported from the shared library): after n more successful
+// HeapAlloc calls the next one fails, once; -1 disarms. Not thread-safe, like
+// the engine's own fault injection.
+void SetHeapFailAfter(int32_t n) noexcept;
+// Whether an armed failure has not fired yet.
+bool HeapFailPending() noexcept;
+
+}  // namespace annotation
+
+#endif
