@@ -14,7 +14,7 @@ install(TARGETS annotation annotation_engine
 # <annotation/annotation.h> for the module; <platform/...> and
 # <engine/engine.h> (also reachable as <annotation/platform/...>) for the
 # engine's functions.
-install(FILES annotation/annotation.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/annotation)
+install(FILES annotation/annotation.h annotation/annotation.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/annotation)
 install(DIRECTORY platform engine
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/annotation
   FILES_MATCHING PATTERN "*.h")
