@@ -308,6 +308,14 @@ public:
 
     uint32_t chunker() const { return hChunker_; }
 
+    // Every character of the document in ACC order (the chunks one after
+    // the other).
+    std::u16string AllText() const {
+        std::u16string all;
+        for (const std::u16string& chunk : chunks_) all += chunk;
+        return all;
+    }
+
     // The character with the chunker's character id `charId`.
     char16_t CharAt(uint32_t charId) const {
         const uint32_t chunk = charId >> 16, offset = charId & 0xFFFF;
@@ -369,7 +377,12 @@ struct Cell {
 class LayoutPass {
 public:
     explicit LayoutPass(const Document& document)
-        : hDoc_(document.handle()), lifetime_(document.lifetime()), text_(hDoc_), inserted_(document) {}
+        : hDoc_(document.handle()), lifetime_(document.lifetime()), text_(hDoc_), inserted_(document) {
+        // No hilite is on until tracking says so, also when there is nothing
+        // to track.
+        track_.nextNode = 0xFFFF;
+        track_.hiliteNode = 0xFFFF;
+    }
 
     class Iterator {
     public:

@@ -4,5 +4,5 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 tools/setup-machine.sh
 cmake -G Ninja -S . -B build >/dev/null
-cmake --build build -j2 --target annodemo
-build/tools/annodemo "$@"
+cmake --build build -j2 --target annoview
+build/tools/annoview "$@"
