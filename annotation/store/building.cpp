@@ -4,7 +4,20 @@
 // Each call examines the marked ranges the chunker has reported since the
 // previous call (AnnoDocInfo.nextBuildItem keeps the place), so a viewer can
 // call it again as a document loads. A range that cannot be built (unknown
-// id, unknown type, no end marker, a failed add) is passed over for good.
+// id, unknown type, no end marker, a failed add, an index too large for its
+// userId) is passed over for good.
+//
+// What it does where a caller could not otherwise tell:
+// - CHGetItemCount failing: nothing is built, nextBuildItem is kept.
+// - The end-marker search stops when the chunker has no next item, and also
+//   when a next id does not grow, so a chunker that keeps answering cannot
+//   hold it forever.
+// - Indexes of 0x100000 and above are passed over (not masked: a masked
+//   index would repeat the userId of an earlier range of the same type).
+// - Ranges of type 0x80020008 end like the others: end = (item after the end
+//   marker, 0xFFFFFFFF, 0, 0); no extra lookup, no extra words.
+// - nextBuildItem is advanced before each range is built, so a callback that
+//   builds again continues with the following ranges.
 #include "annotation/annotation.h"
 #include "annotation/store/adding.h"
 #include "annotation/store/doc_state.h"
@@ -19,7 +32,9 @@ constexpr uint32_t kBuiltHiliteSize = 60;
 
 // The userId of a built hilite is the range's index ORed into a prefix that
 // names its type. The prefixes use bits 20 and up, so an index from
-// kFirstIndexIntoPrefix on would change the type its userId names.
+// kFirstIndexIntoPrefix on would change the type its userId names; such
+// ranges are passed over rather than masked (a masked index would give the
+// userId of an earlier range of the same type).
 constexpr uint32_t kFirstIndexIntoPrefix = 0x100000;
 
 struct RangeType {
@@ -94,14 +109,21 @@ using namespace annotation;
 
 // When the chunker cannot say how many ranges it knows, nothing is built and
 // the place is kept for the next call.
+//
+// The place is advanced before a range is built, not after: the add calls the
+// client back with the state locked, and a callback that calls ANBuildAnnos
+// again then goes on with the following ranges instead of building the same
+// one again (and again, from its own callback, without end). Each range is
+// examined once either way, and nextBuildItem ends at count.
 extern "C" AN_API uint32_t ANBuildAnnos(uint32_t hDoc) {
     DocInfoLock info(0);
     const uint32_t result = LockDocState(hDoc, info);
     if (result != 0) return result;
     uint32_t count = 0;
     if (CHGetItemCount(info->hChunker, kMarkedRangeKind, &count) != 0) return 0;
-    for (; info->nextBuildItem < count; ++info->nextBuildItem) {
-        BuildRange(hDoc, info->hChunker, info->nextBuildItem);
+    while (info->nextBuildItem < count) {
+        const uint32_t index = info->nextBuildItem++;
+        BuildRange(hDoc, info->hChunker, index);
     }
     return 0;
 }
