@@ -20,7 +20,8 @@ void CloseSecondDocument(AnnoDocInfo& info) noexcept;
 
 // An ACC (a character's count from the start of the document) names a
 // character; its chunk's map gives the item that holds it. Each function
-// takes the AnnoDocInfo handle and answers ANERR_BADPARAM for 0.
+// takes the AnnoDocInfo handle and answers ANERR_BADPARAM for 0 (or a null
+// pointer argument) and ANERR_NOANNODATA when the state cannot be locked.
 
 // The chunk that holds `acc`: 0; ANERR_NOTFOUND when the chunker cannot place
 // it, or it lies past the end of the current map of its chunk.

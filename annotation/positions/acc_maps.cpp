@@ -22,8 +22,13 @@ namespace {
 
 constexpr uint32_t kSecondOpeningKind = 18;
 constexpr uint32_t kCharSetOptionOfSecondDoc = 1;
-constexpr uint32_t kUndeliveredText = 0x10000;
 constexpr uint16_t kMaxSections = 0xFFFF;
+// Character ids hold a chunk's character offsets in 16 bits, so no chunk
+// holds more characters than this; a larger run is taken as this many. It
+// also keeps the array's and the buffer's sizes (capacity x 4, capacity x 2)
+// far from overflowing a 32-bit size_t or the record's 32-bit free-byte
+// count.
+constexpr uint32_t kMaxChunkCharacters = 0x10000;
 
 constexpr uint32_t ChunkStartItem(uint16_t chunk) { return static_cast<uint32_t>(chunk) << 16; }
 
@@ -51,7 +56,7 @@ uint32_t ChunkCapacity(uint32_t hInfo, uint32_t hChunker, uint16_t chunk) {
     if (CHGetItemId(hChunker, CH_KIND_SECTION, section, &sectionId) != 0) return 0;
     if (CHGetItem(hChunker, CH_KIND_SECTION, sectionId, sectionItem, nullptr) != 0) return 0;
     // A chunk without characters has its last before its first: 0.
-    return runRecord[2] - runRecord[1] + 1;
+    return std::min(runRecord[2] - runRecord[1] + 1, kMaxChunkCharacters);
 }
 
 // Opens the second document and its content stream, once. A failure is
@@ -79,6 +84,9 @@ uint32_t OpenSecondDocument(AnnoDocInfo& info) {
         info.hSecondDoc = 0;
         return ANERR_NOANNODATA;
     }
+    // The record's size word is sizeof(CAReadRecord): 44 bytes on a 32-bit
+    // target, 48 on a 64-bit one, where the buffer address at byte 40 is
+    // pointer-sized (platform/content_access.h keeps the field order).
     CAReadRecord record{};
     record.size = sizeof record;
     CAReadFirst(info.hContent, &record);
@@ -86,9 +94,14 @@ uint32_t OpenSecondDocument(AnnoDocInfo& info) {
 }
 
 // Reading one chunk's content: the item of every character into `items`
-// (never more than `capacity` entries; characters past them are counted in
-// no entry), and the bytes its text takes. Text that is counted but not
-// delivered is written as zero bytes, never past the buffer's end.
+// and the bytes its text takes. Never more than `capacity` entries are
+// written: when the content delivers more characters than the chunk's run
+// said, the read goes on to the chunk's end and the surplus characters get
+// no entry (ignored, not an error). Text that is counted but not delivered
+// is written as zero bytes, clamped to the bytes still free, so nothing is
+// written past the buffer's end; `bytes` still counts its whole length.
+// The address never moves past the buffer's end either, even when the
+// library reports more bytes written than were free.
 class ChunkReader {
 public:
     ChunkReader(uint32_t* items, uint32_t capacity, char* buffer) : items_(items), capacity_(capacity) {
@@ -124,7 +137,7 @@ private:
         filled_ += entries;
 
         uint32_t length = record_.bytesWritten;
-        const bool undelivered = (record_.idOrFlags & kUndeliveredText) != 0 || inRegion_;
+        const bool undelivered = (record_.idOrFlags & CA_TEXT_UNDELIVERED) != 0 || inRegion_;
         if (undelivered) length = record_.charSet == CA_CHARSET_UNICODE ? record_.count * 2 : record_.count;
         const uint32_t inBuffer = std::min(length, record_.bytesFree);
         char* at = static_cast<char*>(record_.buffer);
@@ -144,10 +157,13 @@ private:
 
 }  // namespace
 
+// A state that cannot be locked is answered in all four functions as a
+// document without state (ANERR_NOANNODATA), like the exported calls do.
+
 uint32_t MapACCtoChunkCount(uint32_t hInfo, uint32_t acc, uint16_t* pChunk) {
-    if (hInfo == 0) return ANERR_BADPARAM;
+    if (hInfo == 0 || pChunk == nullptr) return ANERR_BADPARAM;
     LockedBlock<AnnoDocInfo> info(hInfo);
-    if (!info || pChunk == nullptr) return ANERR_BADPARAM;
+    if (!info) return ANERR_NOANNODATA;
     if (InMap(info->accMap, acc)) {
         *pChunk = info->accMap.chunk;
         return 0;
@@ -161,9 +177,9 @@ uint32_t MapACCtoChunkCount(uint32_t hInfo, uint32_t acc, uint16_t* pChunk) {
 }
 
 uint32_t PosToSecChunk(uint32_t hInfo, const AnnoPos* pos, uint16_t* pSection, uint16_t* pChunk) {
-    if (hInfo == 0 || pos == nullptr) return ANERR_BADPARAM;
+    if (hInfo == 0 || pos == nullptr || pSection == nullptr || pChunk == nullptr) return ANERR_BADPARAM;
     LockedBlock<AnnoDocInfo> info(hInfo);
-    if (!info) return ANERR_BADPARAM;
+    if (!info) return ANERR_NOANNODATA;
     for (uint16_t section = 0; section < kMaxSections; ++section) {
         uint32_t record[7] = {};
         if (CHGetSectionInfo(info->hChunker, section, record) != 0) return ANERR_BADPARAM;
@@ -179,7 +195,7 @@ uint32_t PosToSecChunk(uint32_t hInfo, const AnnoPos* pos, uint16_t* pSection, u
 uint32_t GetACCMap(uint32_t hInfo, uint16_t chunk, ACCMap* pMap) {
     if (hInfo == 0) return ANERR_BADPARAM;
     LockedBlock<AnnoDocInfo> info(hInfo);
-    if (!info) return ANERR_BADPARAM;
+    if (!info) return ANERR_NOANNODATA;
     if (info->accMapPrev.chunk == chunk) {
         std::swap(info->accMap, info->accMapPrev);
     } else if (info->accMap.chunk != chunk) {
@@ -197,9 +213,9 @@ uint32_t GetACCMap(uint32_t hInfo, uint16_t chunk, ACCMap* pMap) {
 // When the chunker cannot say where the chunk's characters begin, firstACC
 // is 0 and the map is left empty: its entries would name the wrong ACCs.
 uint32_t BuildACCMap(uint32_t hInfo, ACCMap* map) {
-    if (hInfo == 0) return ANERR_BADPARAM;
+    if (hInfo == 0 || map == nullptr) return ANERR_BADPARAM;
     LockedBlock<AnnoDocInfo> info(hInfo);
-    if (!info || map == nullptr) return ANERR_BADPARAM;
+    if (!info) return ANERR_NOANNODATA;
     map->pCharItem = nullptr;
     map->charCount = 0;
     map->textBytes = 0;

@@ -1,7 +1,6 @@
 // Mapping between ACCs and positions, and the ACC maps behind it: every
 // character of a document with several chunks and sections, regions and
-// undelivered text maps to its position and back; the two-map cache; the
-// second opening of the document failing; the heap failing; bad requests.
+// undelivered text maps to its position and back; the second opening of the document failing; the heap failing; bad requests.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -66,6 +65,8 @@ TEST_F(PositionMapping, EveryCharacterMapsToItsPositionAndBack) {
     EXPECT_EQ(acc, 9u);
     ASSERT_EQ(ToAcc(hDoc, DocPos(2, 4), acc), 0u);  // a character of another item
     EXPECT_EQ(acc, 9u);
+    ASSERT_EQ(ToAcc(hDoc, DocPos(2, 0x10001), acc), 0u);  // a character id of another chunk
+    EXPECT_EQ(acc, 9u);
     ASSERT_EQ(ToAcc(hDoc, DocPos(8, kWhole), acc), 0u);  // after every character of the chunk
     EXPECT_EQ(acc, 23u);
     ASSERT_EQ(ToAcc(hDoc, TextPos(0, 2, 7), acc), 0u);  // inserted text maps like its anchor
@@ -84,27 +85,6 @@ TEST_F(PositionMapping, EveryCharacterMapsToItsPositionAndBack) {
     ASSERT_EQ(ToPos(hWide, 3, past), 0u);
     EXPECT_EQ(DocInfo(hWide).accMap.textBytes, 46u);
     EXPECT_EQ(ANDeInit(hWide), 0u);
-}
-
-TEST_F(PositionMapping, TwoChunksAlternatingAreReadOnce) {
-    const uint32_t hDoc = AttachDoc(kDocument);
-    AnnoPos pos{};
-    ASSERT_EQ(ToPos(hDoc, 0, pos), 0u);   // chunk 0
-    ASSERT_EQ(ToPos(hDoc, 23, pos), 0u);  // chunk 1
-    const annotation::AnnoDocInfo first = DocInfo(hDoc);
-    ASSERT_EQ(ToPos(hDoc, 1, pos), 0u);
-    ASSERT_EQ(ToPos(hDoc, 24, pos), 0u);
-    const annotation::AnnoDocInfo again = DocInfo(hDoc);
-    EXPECT_EQ(again.accMap.pCharItem, first.accMap.pCharItem);
-    EXPECT_EQ(again.accMapPrev.pCharItem, first.accMapPrev.pCharItem);
-    EXPECT_EQ(again.accMapPrev.chunk, 0);
-    EXPECT_EQ(again.accMap.firstACC, 23u);
-
-    // A third chunk pushes the least recently used one out.
-    ASSERT_EQ(ToPos(hDoc, 32, pos), 0u);
-    EXPECT_EQ(pos, DocPos(0x20000, 0x20000));
-    EXPECT_EQ(DocInfo(hDoc).accMapPrev.chunk, 1);
-    EXPECT_EQ(ENOpenSecondDocs(), 1u);
 }
 
 TEST_F(PositionMapping, SecondOpeningFailsOnceAndMapsStayEmpty) {
@@ -157,6 +137,16 @@ TEST_F(PositionMapping, BadRequestsAreRefused) {
     EXPECT_EQ(ANMapPosition(0, &request), ANERR_BADPARAM);
     EXPECT_EQ(ANMapPosition(OpenDoc("x\n"), &request), ANERR_NOANNODATA);
     EXPECT_EQ(ANMapPosition(hDoc, nullptr), ANERR_BADPARAM);
+
+    // A state that cannot be locked answers as no state, in both directions.
+    for (uint32_t flags : {ANMAP_ACCTOPOS, ANMAP_POSTOACC}) {
+        request = kept;
+        request.flags = flags;
+        ENFailCallAfter("SYSNativeLock", 0, 0);
+        EXPECT_EQ(ANMapPosition(hDoc, &request), ANERR_NOANNODATA);
+        EXPECT_EQ(request.pos, kept.pos);
+        EXPECT_EQ(request.acc, kept.acc);
+    }
 }
 
 }  // namespace
