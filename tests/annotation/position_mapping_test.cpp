@@ -1,6 +1,7 @@
 // Mapping between ACCs and positions, and the ACC maps behind it: every
 // character of a document with several chunks and sections, regions and
-// undelivered text maps to its position and back; the second opening of the document failing; the heap failing; bad requests.
+// undelivered text maps to its position and back; the second opening of
+// the document failing; the heap failing; bad requests.
 #include <gtest/gtest.h>
 
 #include <string>
