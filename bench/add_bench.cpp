@@ -1,0 +1,140 @@
+// Changing the list: adding mixed annotations one by one (in document order,
+// in random order, and from the last back), one hide-text add that the
+// module cuts at every paragraph end, and clearing every other annotation of
+// a list.
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "annotation/annotation.h"
+#include "fixtures.h"
+
+namespace {
+
+using bench::LargeDocument;
+
+// Adds of hilites, icons and hidden text (none across a paragraph end) into
+// a list that starts empty: by start, shuffled, or by start from the last
+// one back. Taking the state up and down is not timed.
+void BM_AddAnnos(benchmark::State& state) {
+    LargeDocument& document = LargeDocument::Get();
+    document.Detach();
+    const uint32_t hDoc = document.handle();
+    const auto count = static_cast<size_t>(state.range(0));
+    const auto order = static_cast<bench::Order>(state.range(1));
+    const std::vector<bench::PlannedAnno> annos =
+        bench::MakeAnnos(document.positions(), count, bench::Mix::kDisplay, order);
+    for (auto _ : state) {
+        state.PauseTiming();
+        ANInit(hDoc, 0, nullptr, 0);
+        state.ResumeTiming();
+        const uint32_t result = bench::AddAnnos(hDoc, annos);
+        state.PauseTiming();
+        ANDeInit(hDoc);
+        state.ResumeTiming();
+        if (result != 0) {
+            bench::Fail(state, "ANAddAnno", result);
+            break;
+        }
+    }
+    static constexpr const char* kOrders[] = {"document order", "random order", "reverse document order"};
+    state.SetLabel(kOrders[state.range(1)]);
+    state.counters["per_add"] = bench::TimePer(static_cast<double>(count));
+}
+BENCHMARK(BM_AddAnnos)
+    ->ArgNames({"annos", "order"})
+    ->ArgsProduct({{1000, 10000}, {0, 1, 2}})
+    ->Args({60000, 2})
+    ->Unit(benchmark::kMillisecond);
+// 60,000 adds by start or shuffled take one to several minutes: one
+// iteration each.
+BENCHMARK(BM_AddAnnos)
+    ->ArgNames({"annos", "order"})
+    ->Args({60000, 0})
+    ->Args({60000, 1})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
+// One ANNO_HIDETEXT add over 100,000 characters, from the middle of one
+// paragraph into the middle of another 1,000 paragraphs on: the module keeps
+// a piece for every paragraph, leaving the paragraph ends shown.
+void BM_AddHideAcrossParagraphs(benchmark::State& state) {
+    LargeDocument& document = LargeDocument::Get();
+    document.Detach();
+    const uint32_t hDoc = document.handle();
+    constexpr uint32_t kFirstAcc = 1050;
+    constexpr uint32_t kCharacters = 100000;
+    const AnnoPos start = document.positions()[document.characters()[kFirstAcc]];
+    const AnnoPos end = document.positions()[document.characters()[kFirstAcc + kCharacters]];
+    const HideTextAnno hide{sizeof(HideTextAnno), 1, start, end, 0};
+    for (auto _ : state) {
+        state.PauseTiming();
+        ANInit(hDoc, 0, nullptr, 0);
+        state.ResumeTiming();
+        const uint32_t result = ANAddAnno(hDoc, ANNO_HIDETEXT, &hide);
+        state.PauseTiming();
+        ANDeInit(hDoc);
+        state.ResumeTiming();
+        if (result != 0) {
+            bench::Fail(state, "ANAddAnno", result);
+            break;
+        }
+    }
+    state.counters["per_add"] = bench::TimePer(1);
+    state.counters["per_paragraph"] = bench::TimePer(kCharacters / bench::kLineLength);
+}
+BENCHMARK(BM_AddHideAcrossParagraphs)->Unit(benchmark::kMicrosecond);
+
+// Counts the removals that a clear reports to the callback.
+uint32_t removedCount = 0;
+uint32_t CountRemoved(uint32_t code, uint32_t, void*, uint32_t) {
+    if (code == 2) ++removedCount;
+    return 0;
+}
+
+// ANClearAnnos of every other annotation (a userId bit) of a list of 10,000
+// adds (fewer nodes: touching hidden ranges merge). Before each clear the
+// list is refilled, untimed, by ANCopyAnnos from a document that holds the
+// set. The clear is short and the refill is not, so the iterations are
+// fixed. One clear with a counting callback, before the timed ones, tells
+// how many it removes.
+void BM_ClearEveryOther(benchmark::State& state) {
+    LargeDocument& document = LargeDocument::Get();
+    document.Detach();
+    const uint32_t hDoc = document.handle();
+    constexpr size_t kCount = 10000;
+    const auto mix = static_cast<bench::Mix>(state.range(0));
+    const bench::SourceDocument source(mix, kCount);
+    if (source.result() != 0) {
+        bench::Fail(state, "making the source document", source.result());
+        return;
+    }
+    removedCount = 0;
+    ANInit(hDoc, 0, &CountRemoved, 0);
+    ANCopyAnnos(hDoc, source.handle());
+    ANClearAnnos(hDoc, ANMATCH_ALLBITS, bench::kEveryOtherBit);
+    ANDeInit(hDoc);
+    const uint32_t removed = removedCount;
+    for (auto _ : state) {
+        state.PauseTiming();
+        ANInit(hDoc, 0, nullptr, 0);
+        const uint32_t copied = ANCopyAnnos(hDoc, source.handle());
+        state.ResumeTiming();
+        const uint32_t result = ANClearAnnos(hDoc, ANMATCH_ALLBITS, bench::kEveryOtherBit);
+        state.PauseTiming();
+        ANDeInit(hDoc);
+        state.ResumeTiming();
+        if (copied != 0 || result != 0) {
+            bench::Fail(state, copied != 0 ? "ANCopyAnnos" : "ANClearAnnos", copied != 0 ? copied : result);
+            break;
+        }
+    }
+    state.SetLabel(mix == bench::Mix::kDisplay ? "hilites, icons, hidden text" : "a tenth inserted text");
+    state.counters["per_removed"] = bench::TimePer(removed);
+    state.counters["removed"] = removed;
+}
+BENCHMARK(BM_ClearEveryOther)->ArgName("inserted")->Arg(0)->Arg(1)->Iterations(50)->Unit(benchmark::kMillisecond);
+
+}  // namespace

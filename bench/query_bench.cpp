@@ -1,0 +1,122 @@
+// Questions a viewer asks of a document: which annotation lies at a position
+// (ANFindAnno, ANFIND_AT), and the mapping between character counts (ACCs)
+// and positions (ANMapPosition) over the 1,000,000-character document.
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "annotation/annotation.h"
+#include "fixtures.h"
+
+namespace {
+
+using bench::LargeDocument;
+
+constexpr uint32_t kRandomPositions = 4096;
+
+// ANFindAnno at random document positions, matching any userId (ALLBITS of
+// 0), over range(0) hilites, icons and hidden texts.
+void BM_FindAt(benchmark::State& state) {
+    LargeDocument& document = LargeDocument::Get();
+    const auto count = static_cast<size_t>(state.range(0));
+    if (const uint32_t result = document.AttachWith(bench::Mix::kDisplay, count); result != 0) {
+        bench::Fail(state, "attaching the annotations", result);
+        return;
+    }
+    const uint32_t hDoc = document.handle();
+    const std::vector<AnnoPos>& positions = document.positions();
+    bench::Random random(0xF17Du);
+    std::vector<AnnoPos> at(kRandomPositions);
+    for (AnnoPos& pos : at) pos = positions[random.Below(static_cast<uint32_t>(positions.size()))];
+    size_t next = 0;
+    uint64_t found = 0;
+    for (auto _ : state) {
+        AnnoFindInfo info{};
+        info.size = sizeof info;
+        info.searchFlags = ANFIND_AT | ANMATCH_ALLBITS;
+        info.matchId = 0;
+        info.pos = at[next];
+        next = (next + 1) % kRandomPositions;
+        if (ANFindAnno(hDoc, 0, &info) == 0) ++found;
+        benchmark::DoNotOptimize(info);
+    }
+    state.counters["per_find"] = bench::TimePer(1);
+    state.counters["found_share"] =
+        state.iterations() == 0 ? 0.0 : static_cast<double>(found) / static_cast<double>(state.iterations());
+}
+BENCHMARK(BM_FindAt)->ArgName("annos")->Arg(1000)->Arg(10000)->Arg(60000)->Unit(benchmark::kMicrosecond);
+
+// ACC to position for every character, in document order.
+void BM_MapAccToPos(benchmark::State& state) {
+    LargeDocument& document = LargeDocument::Get();
+    if (const uint32_t result = document.AttachWith(bench::Mix::kDisplay, 0); result != 0) {
+        bench::Fail(state, "ANInit", result);
+        return;
+    }
+    const uint32_t hDoc = document.handle();
+    const auto characters = static_cast<uint32_t>(document.characters().size());
+    uint32_t failed = 0;
+    for (auto _ : state) {
+        for (uint32_t acc = 0; acc < characters; ++acc) {
+            AnnoMapPosition request{sizeof request, ANMAP_ACCTOPOS, {}, acc};
+            failed += ANMapPosition(hDoc, &request) != 0 ? 1u : 0u;
+            benchmark::DoNotOptimize(request);
+        }
+    }
+    if (failed != 0) bench::Fail(state, "ANMapPosition", failed);
+    state.counters["per_mapping"] = bench::TimePer(characters);
+}
+BENCHMARK(BM_MapAccToPos)->Unit(benchmark::kMillisecond);
+
+// ACC to position at random ACCs: seldom in the chunks whose maps the
+// module holds on to.
+void BM_MapAccToPosRandom(benchmark::State& state) {
+    LargeDocument& document = LargeDocument::Get();
+    if (const uint32_t result = document.AttachWith(bench::Mix::kDisplay, 0); result != 0) {
+        bench::Fail(state, "ANInit", result);
+        return;
+    }
+    const uint32_t hDoc = document.handle();
+    const auto characters = static_cast<uint32_t>(document.characters().size());
+    bench::Random random(0xACCu);
+    std::vector<uint32_t> accs(kRandomPositions);
+    for (uint32_t& acc : accs) acc = random.Below(characters);
+    uint32_t failed = 0;
+    for (auto _ : state) {
+        for (uint32_t acc : accs) {
+            AnnoMapPosition request{sizeof request, ANMAP_ACCTOPOS, {}, acc};
+            failed += ANMapPosition(hDoc, &request) != 0 ? 1u : 0u;
+            benchmark::DoNotOptimize(request);
+        }
+    }
+    if (failed != 0) bench::Fail(state, "ANMapPosition", failed);
+    state.counters["per_mapping"] = bench::TimePer(kRandomPositions);
+}
+BENCHMARK(BM_MapAccToPosRandom)->Unit(benchmark::kMillisecond);
+
+// Position to ACC for every character, in document order.
+void BM_MapPosToAcc(benchmark::State& state) {
+    LargeDocument& document = LargeDocument::Get();
+    if (const uint32_t result = document.AttachWith(bench::Mix::kDisplay, 0); result != 0) {
+        bench::Fail(state, "ANInit", result);
+        return;
+    }
+    const uint32_t hDoc = document.handle();
+    const std::vector<AnnoPos>& positions = document.positions();
+    const std::vector<uint32_t>& characters = document.characters();
+    uint32_t failed = 0;
+    for (auto _ : state) {
+        for (uint32_t index : characters) {
+            AnnoMapPosition request{sizeof request, ANMAP_POSTOACC, positions[index], 0};
+            failed += ANMapPosition(hDoc, &request) != 0 ? 1u : 0u;
+            benchmark::DoNotOptimize(request);
+        }
+    }
+    if (failed != 0) bench::Fail(state, "ANMapPosition", failed);
+    state.counters["per_mapping"] = bench::TimePer(static_cast<double>(characters.size()));
+}
+BENCHMARK(BM_MapPosToAcc)->Unit(benchmark::kMillisecond);
+
+}  // namespace
