@@ -48,41 +48,8 @@ void BM_FindAt(benchmark::State& state) {
 }
 BENCHMARK(BM_FindAt)->ArgName("annos")->Arg(1000)->Arg(10000)->Arg(60000)->Unit(benchmark::kMicrosecond);
 
-// ACC to position for every character, in document order.
-void BM_MapAccToPos(benchmark::State& state) {
-    LargeDocument& document = LargeDocument::Get();
-    if (const uint32_t result = document.AttachWith(bench::Mix::kDisplay, 0); result != 0) {
-        bench::Fail(state, "ANInit", result);
-        return;
-    }
-    const uint32_t hDoc = document.handle();
-    const auto characters = static_cast<uint32_t>(document.characters().size());
-    uint32_t failed = 0;
-    for (auto _ : state) {
-        for (uint32_t acc = 0; acc < characters; ++acc) {
-            AnnoMapPosition request{sizeof request, ANMAP_ACCTOPOS, {}, acc};
-            failed += ANMapPosition(hDoc, &request) != 0 ? 1u : 0u;
-            benchmark::DoNotOptimize(request);
-        }
-    }
-    if (failed != 0) bench::Fail(state, "ANMapPosition", failed);
-    state.counters["per_mapping"] = bench::TimePer(characters);
-}
-BENCHMARK(BM_MapAccToPos)->Unit(benchmark::kMillisecond);
-
-// ACC to position at random ACCs: seldom in the chunks whose maps the
-// module holds on to.
-void BM_MapAccToPosRandom(benchmark::State& state) {
-    LargeDocument& document = LargeDocument::Get();
-    if (const uint32_t result = document.AttachWith(bench::Mix::kDisplay, 0); result != 0) {
-        bench::Fail(state, "ANInit", result);
-        return;
-    }
-    const uint32_t hDoc = document.handle();
-    const auto characters = static_cast<uint32_t>(document.characters().size());
-    bench::Random random(0xACCu);
-    std::vector<uint32_t> accs(kRandomPositions);
-    for (uint32_t& acc : accs) acc = random.Below(characters);
+// ACC to position for each of `accs`, in turn.
+void MapAccs(benchmark::State& state, uint32_t hDoc, const std::vector<uint32_t>& accs) {
     uint32_t failed = 0;
     for (auto _ : state) {
         for (uint32_t acc : accs) {
@@ -92,9 +59,31 @@ void BM_MapAccToPosRandom(benchmark::State& state) {
         }
     }
     if (failed != 0) bench::Fail(state, "ANMapPosition", failed);
-    state.counters["per_mapping"] = bench::TimePer(kRandomPositions);
+    state.counters["per_mapping"] = bench::TimePer(static_cast<double>(accs.size()));
 }
-BENCHMARK(BM_MapAccToPosRandom)->Unit(benchmark::kMillisecond);
+
+// ACC to position for every character, in document order (range 0), or at
+// random ACCs (range 1): seldom in the chunks whose maps the module holds on
+// to.
+void BM_MapAccToPos(benchmark::State& state) {
+    LargeDocument& document = LargeDocument::Get();
+    if (const uint32_t result = document.AttachWith(bench::Mix::kDisplay, 0); result != 0) {
+        bench::Fail(state, "ANInit", result);
+        return;
+    }
+    const auto characters = static_cast<uint32_t>(document.characters().size());
+    std::vector<uint32_t> accs;
+    if (state.range(0) == 0) {
+        accs.resize(characters);
+        for (uint32_t acc = 0; acc < characters; ++acc) accs[acc] = acc;
+    } else {
+        bench::Random random(0xACCu);
+        accs.resize(kRandomPositions);
+        for (uint32_t& acc : accs) acc = random.Below(characters);
+    }
+    MapAccs(state, document.handle(), accs);
+}
+BENCHMARK(BM_MapAccToPos)->ArgName("random")->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 // Position to ACC for every character, in document order.
 void BM_MapPosToAcc(benchmark::State& state) {
