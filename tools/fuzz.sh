@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Builds the API fuzzer (clang, libFuzzer with ASan and UBSan, in build-fuzz/)
+# and runs it on the seed corpus for a number of seconds (default 60).
+#   tools/fuzz.sh            one minute, as CI runs it
+#   tools/fuzz.sh 1800       half an hour
+# New inputs it finds go to build-fuzz/corpus, not into the repository;
+# a finding is written as build-fuzz/crash-* and ends the run with an error.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+tools/setup-machine.sh
+seconds=${1:-60}
+CC=clang CXX=clang++ cmake -G Ninja -S . -B build-fuzz -DANNOTATION_FUZZ=ON -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DANNOTATION_BUILD_TESTS=OFF -DANNOTATION_BUILD_TOOLS=OFF -DANNOTATION_BUILD_BENCH=OFF >/dev/null
+cmake --build build-fuzz -j"${JOBS:-2}" --target api_fuzzer
+mkdir -p build-fuzz/corpus
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+build-fuzz/tests/fuzz/api_fuzzer -max_total_time="$seconds" -print_final_stats=1 \
+  -artifact_prefix=build-fuzz/ build-fuzz/corpus tests/fuzz/corpus
