@@ -19,6 +19,7 @@
 
 #include "annotation/annotation.h"
 #include "annotation/heap.h"
+#include "annotation/store/doc_state.h"
 #include "engine/engine.h"
 #include "support/list_invariants.h"
 
@@ -262,11 +263,18 @@ void Step(World& world, Input& in) {
                         {0, ANERR_NOANNODATA, kInjected}, "ANSetCallback");
             break;
         default: {
-            // The state taken down and attached again (after a failed ANInit
-            // the document has none until a later one succeeds).
+            // The state taken down and attached again. ANInit replaces a
+            // state without freeing it, so it runs only on a document that
+            // has none: a take-down that failed (or could not lock the state
+            // and kept it attached) leaves the state in place.
             ExpectOneOf(ANDeInit(world.docs[doc]), {0, ANERR_NOMEMORY, kInjected}, "ANDeInit");
-            ExpectOneOf(ANInit(world.docs[doc], world.hStyles, &CallbackAnswer, kCallbackAnswer),
-                        {0, ANERR_NOMEMORY, kInjected}, "ANInit");
+            Disarm();
+            uint32_t hState = 0;
+            if (annotation::GetAnnoFromDoc(world.docs[doc], &hState) == ANERR_NOANNODATA) {
+                ArmFailure(in);
+                ExpectOneOf(ANInit(world.docs[doc], world.hStyles, &CallbackAnswer, kCallbackAnswer),
+                            {0, ANERR_NOMEMORY, kInjected}, "ANInit");
+            }
             break;
         }
     }
