@@ -116,7 +116,14 @@ uint32_t GrowListIfFull(AnnoDocInfo& info, LockedBlock<AnnoList>& list) {
     }
     info.hAnnoList = hNew;
     list.Relock(hNew);
-    if (!list) return ANERR_NOMEMORY;
+    if (!list) {
+        // The block grew but cannot be locked to take the new slots in: it
+        // goes back to the size its header describes, so that block and
+        // header agree and the next growth starts from the same state.
+        const uint32_t hBack = SYSNativeReAlloc(hNew, ListBlockBytes(oldCapacity));
+        if (hBack != 0) info.hAnnoList = hBack;
+        return ANERR_NOMEMORY;
+    }
     AppendFreeSlots(*list, oldCapacity, newCapacity);
     return 0;
 }

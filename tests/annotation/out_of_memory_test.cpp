@@ -119,6 +119,21 @@ TEST_F(OutOfMemory, TheAddThatGrowsTheListKeepsItsNodeWhenGrowthFails) {
             }
         });
     EXPECT_EQ(failures, 2);
+
+    // The grown block cannot be locked again: it goes back to the size its
+    // header describes (block and header disagreed before; found by the
+    // fuzzer). Every lock of the add fails in turn.
+    for (int32_t n = 0; n < 12; ++n) {
+        SCOPED_TRACE(n);
+        const uint32_t hDoc = AttachDoc();
+        eight(hDoc);
+        ENFailCallAfter("SYSNativeLock", n, 0);
+        const uint32_t result = AddHilite(hDoc, 8, DocPos(2, 12), DocPos(2, 13));
+        ENFailCallAfter(nullptr, -1, 0);
+        EXPECT_TRUE(result == 0 || result == ANERR_NOMEMORY || result == ANERR_NOANNODATA) << result;
+        EXPECT_TRUE(ListIsSound(hDoc));
+        DetachDoc(hDoc);
+    }
 }
 
 TEST_F(OutOfMemory, JoiningTextBeforeKeepsTheOldTextWhenItCannotGrow) {

@@ -279,7 +279,11 @@ void Step(World& world, Input& in) {
         }
     }
     Disarm();
-    for (uint32_t hDoc : world.docs) Expect(static_cast<bool>(testing_support::ListIsSound(hDoc)), "list unsound");
+    for (uint32_t hDoc : world.docs) {
+        const ::testing::AssertionResult sound = testing_support::ListIsSound(hDoc);
+        if (!sound) std::fprintf(stderr, "after call %u: %s\n", static_cast<unsigned>(op), sound.message());
+        Expect(static_cast<bool>(sound), "list unsound");
+    }
     Expect(ENMemLockedBlocks() == 0, "a block was left locked", ENMemLockedBlocks());
     Expect(ENModuleDataLocked() == 0, "module data was left locked");
 }
