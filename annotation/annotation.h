@@ -368,7 +368,9 @@ AN_API uint32_t ANInit(uint32_t hDoc, uint32_t hGlobalHiliteStyles, AnnoCallback
  * maps, the document's style table, the second opening of the document. Not
  * the userData handles (ANClearUserData) nor the global style table.
  * Results: 0 (also when the document had no state); ANERR_BADPARAM for hDoc
- * 0; an error of the data-access library. */
+ * 0; an error of the data-access library; ANERR_NOMEMORY, with the state
+ * kept whole and attached, when the list or the style table cannot be
+ * locked (or from inside a callback). */
 AN_API uint32_t ANDeInit(uint32_t hDoc);
 
 /* Frees the userData handles of hilite, hide-text and insert-text

@@ -128,22 +128,25 @@ uint32_t GrowListIfFull(AnnoDocInfo& info, LockedBlock<AnnoList>& list) {
     return 0;
 }
 
+void FreeLockedAnnoList(LockedBlock<AnnoList>& list, uint32_t& hAnnoList) {
+    if (list) {
+        ForEachNode(*list, [](uint16_t, AnnoNode& node) {
+            if (node.kind == ANNO_INSERTTEXT && node.anno.hText != 0) {
+                SYSNativeFree(node.anno.hText);
+                node.anno.hText = 0;
+            }
+            return true;
+        });
+    }
+    list.Unlock();
+    if (hAnnoList != 0) SYSNativeFree(hAnnoList);
+    hAnnoList = 0;
+}
+
 void FreeAnnoList(uint32_t& hAnnoList) {
     if (hAnnoList == 0) return;
-    {
-        LockedBlock<AnnoList> list(hAnnoList);
-        if (list) {
-            ForEachNode(*list, [](uint16_t, AnnoNode& node) {
-                if (node.kind == ANNO_INSERTTEXT && node.anno.hText != 0) {
-                    SYSNativeFree(node.anno.hText);
-                    node.anno.hText = 0;
-                }
-                return true;
-            });
-        }
-    }
-    SYSNativeFree(hAnnoList);
-    hAnnoList = 0;
+    LockedBlock<AnnoList> list(hAnnoList);
+    FreeLockedAnnoList(list, hAnnoList);
 }
 
 }  // namespace annotation

@@ -127,6 +127,9 @@ void MoveNodeBefore(AnnoList& list, uint16_t slot, uint16_t before);
 // Frees the list block and the text block of every insert-text node, and
 // sets hAnnoList to 0. Harmless when hAnnoList is already 0.
 void FreeAnnoList(uint32_t& hAnnoList);
+// As FreeAnnoList, with the list already locked in `list` (which is left
+// empty).
+void FreeLockedAnnoList(LockedBlock<AnnoList>& list, uint32_t& hAnnoList);
 
 struct AnnoDocInfo;
 

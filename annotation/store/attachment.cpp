@@ -42,16 +42,23 @@ uint32_t DocumentCharSet(uint32_t hDocData) {
     return (option & kCharSetOptionUnicodeBit) != 0 ? kUnicodeCharSet : UTGetOSCharSet();
 }
 
-// Frees everything the state owns, and the state block itself.
-void TearDown(LockedBlock<AnnoDocInfo>& info) {
-    FreeAnnoList(info->hAnnoList);
+// Frees everything the state owns, and the state block itself. The list
+// (for its text blocks) and the style table (for its records) are locked
+// before anything is freed: when either cannot be, nothing is, and the
+// state stays attached, whole, for a later ANDeInit (ANERR_NOMEMORY).
+uint32_t TearDown(LockedBlock<AnnoDocInfo>& info) {
+    LockedBlock<AnnoList> list(info->hAnnoList);
+    LockedBlock<HiliteStyleTable> styles(info->hHiliteStyles);
+    if ((info->hAnnoList != 0 && !list) || (info->hHiliteStyles != 0 && !styles)) return ANERR_NOMEMORY;
+    FreeLockedAnnoList(list, info->hAnnoList);
     ReleaseACCMaps(*info);
-    ANDeInitGlobalHiliteStyles(info->hHiliteStyles);
+    FreeLockedStyleTable(styles);
     info->hHiliteStyles = 0;
     CloseSecondDocument(*info);
     const uint32_t hSelf = info.handle();
     info.Unlock();
     SYSNativeFree(hSelf);
+    return 0;
 }
 
 // Frees the userData handle of the node in `ownerSlot` once: every later
@@ -136,7 +143,8 @@ extern "C" AN_API uint32_t ANDeInit(uint32_t hDoc) {
         LockedBlock<AnnoDocInfo> info(moduleData.AttachedState());
         if (info && info->reentry != 0) return ANERR_NOMEMORY;
         if (info) {
-            TearDown(info);
+            const uint32_t result = TearDown(info);
+            if (result != 0) return result;
             moduleData.WriteAnnoSlot(0);
         }
     }

@@ -103,6 +103,13 @@ uint32_t CopyGlobalHiliteStyles(uint32_t hDest, uint32_t hSrc) {
     return 0;
 }
 
+void FreeLockedStyleTable(LockedBlock<HiliteStyleTable>& table) {
+    const uint32_t hTable = table.handle();
+    if (table && table->hRecords != 0) SYSNativeFree(table->hRecords);
+    table.Unlock();
+    if (hTable != 0) SYSNativeFree(hTable);
+}
+
 }  // namespace annotation
 
 using namespace annotation;
@@ -122,12 +129,9 @@ extern "C" AN_API uint32_t ANInitGlobalHiliteStyles(uint32_t* phStyles) {
 // whatever it might name could release a block that belongs to someone else.
 extern "C" AN_API uint32_t ANDeInitGlobalHiliteStyles(uint32_t hStyles) {
     if (hStyles == 0) return ANERR_BADPARAM;
-    {
-        LockedBlock<HiliteStyleTable> table(hStyles);
-        if (!table) return ANERR_BADPARAM;
-        if (table->hRecords != 0) SYSNativeFree(table->hRecords);
-    }
-    SYSNativeFree(hStyles);
+    LockedBlock<HiliteStyleTable> table(hStyles);
+    if (!table) return ANERR_BADPARAM;
+    FreeLockedStyleTable(table);
     return 0;
 }
 

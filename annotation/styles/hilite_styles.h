@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "annotation/annotation.h"
+#include "annotation/handle_lock.h"
 
 namespace annotation {
 
@@ -34,6 +35,10 @@ uint32_t SetGlobalHiliteStyle(uint32_t hStyles, const HiliteStyle* pStyle);
 // Adds every record of hSrc, in slot order, to hDest. ANERR_BADPARAM when
 // either handle is 0; otherwise 0, whatever the single adds gave.
 uint32_t CopyGlobalHiliteStyles(uint32_t hDest, uint32_t hSrc);
+
+// Frees a style table that is locked in `table` (left empty), its records
+// with it.
+void FreeLockedStyleTable(LockedBlock<HiliteStyleTable>& table);
 
 }  // namespace annotation
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "annotation/store/anno_list.h"
+#include "support/adding.h"
 #include "support/annotation_fixture.h"
 #include "support/list_layout.h"
 #include "platform/data_access.h"
@@ -255,6 +256,29 @@ TEST_F(Attachment, SetCallbackReplacesAndClears) {
     EXPECT_EQ(DocInfo(hDoc).callbackData, 42u);
     EXPECT_EQ(ANSetCallback(hDoc, nullptr, 0), 0u);
     EXPECT_EQ(DocInfo(hDoc).callback, nullptr);
+}
+
+// Taking a state down when one of its blocks cannot be locked: nothing is
+// freed, 13, and the state stays attached for the next ANDeInit; no block
+// is lost either way (found by the fuzzer: the style table was lost).
+TEST_F(Attachment, DeInitThatCannotLockWhatItFreesKeepsTheStateWhole) {
+    for (int32_t n = 0; n < 6; ++n) {
+        SCOPED_TRACE(n);
+        const uint32_t hDoc = OpenDoc("Hello world\n");
+        ASSERT_EQ(ANInit(hDoc, 0, nullptr, 0), 0u);
+        ASSERT_EQ(testing_support::AddText(hDoc, 1, testing_support::DocPos(0, 2), u"abc"), 0u);
+        HiliteStyle style{sizeof(HiliteStyle), 3, ANHS_COLOR1ON, 1, 0, 0, 0, 0};
+        ASSERT_EQ(ANAddHiliteStyle(hDoc, &style), 0u);
+        ENFailCallAfter("SYSNativeLock", n, 0);
+        const uint32_t result = ANDeInit(hDoc);
+        ENFailCallAfter(nullptr, -1, 0);
+        EXPECT_TRUE(result == 0 || result == ANERR_NOMEMORY) << result;
+        // (A state block that cannot be locked is answered as no state and
+        // also stays attached.)
+        if (result != 0) { EXPECT_NE(DocInfoHandle(hDoc), 0u); }
+        EXPECT_EQ(ANDeInit(hDoc), 0u);
+        CloseDoc(hDoc);
+    }
 }
 
 }  // namespace

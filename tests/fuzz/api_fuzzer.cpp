@@ -279,6 +279,9 @@ void Step(World& world, Input& in) {
         }
     }
     Disarm();
+    if (std::getenv("API_FUZZER_TRACE") != nullptr) {
+        std::fprintf(stderr, "doc %u op %u: %u blocks live\n", doc, static_cast<unsigned>(op), ENMemLiveBlocks());
+    }
     for (uint32_t hDoc : world.docs) {
         const ::testing::AssertionResult sound = testing_support::ListIsSound(hDoc);
         if (!sound) std::fprintf(stderr, "after call %u: %s\n", static_cast<unsigned>(op), sound.message());
@@ -307,11 +310,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Input in(data, size);
     for (int steps = 0; in.More() && steps < 200; ++steps) Step(world, in);
 
+    const bool trace = std::getenv("API_FUZZER_TRACE") != nullptr;
     for (uint32_t hDoc : world.docs) {
         ExpectOneOf(ANDeInit(hDoc), {0}, "final ANDeInit");
         ENCloseDocument(hDoc);
+        if (trace) std::fprintf(stderr, "closed: %u blocks live\n", ENMemLiveBlocks());
     }
     ANDeInitGlobalHiliteStyles(world.hStyles);
+    if (trace) std::fprintf(stderr, "styles gone: %u blocks live\n", ENMemLiveBlocks());
     Expect(ENOpenSecondDocs() == 0 && ENOpenContents() == 0, "a second opening was left open");
     Expect(ENMemMisuse() == misuseAtStart, "a handle was misused", ENMemMisuse() - misuseAtStart);
     Expect(ENMemLiveBlocks() == liveAtStart, "blocks leaked", ENMemLiveBlocks() - liveAtStart);
