@@ -57,7 +57,10 @@ extern "C" AN_API uint32_t ANNextChunkerPos(uint32_t hDoc, const AnnoPos* pos, A
     if (item.IsText() && item.CharCount() > 0) {
         const uint32_t cur = pos->subItemId == kWholeItem ? item.FirstChar() : pos->subItemId;
         const uint32_t last = item.FirstChar() + item.CharCount() - 1;
-        if (cur != last) {
+        // A character id outside the item names none of its characters: the
+        // step goes on to the next item, so that no walk counts through ids
+        // the item does not hold.
+        if (cur >= item.FirstChar() && cur < last) {
             uint32_t nextChar = cur + 1;
             CHNextItemId(hChunker, CH_KIND_CHAR, cur, &nextChar);
             next->itemId = pos->itemId;

@@ -133,6 +133,11 @@ TEST_F(Stepping, ChunkerStepsThroughCharactersAndItems) {
     EXPECT_EQ(step(DocPos(1, kWhole)), DocPos(2, 1));
     EXPECT_EQ(step(DocPos(2, kWhole)), DocPos(2, 2));
     EXPECT_EQ(step(DocPos(2, 2)), DocPos(3, kWhole));
+    // A character id the item does not hold goes on to the next item (a walk
+    // once counted through every id up to the item's last; found by the
+    // fuzzer).
+    EXPECT_EQ(step(DocPos(2, 7)), DocPos(3, kWhole));
+    EXPECT_EQ(step(DocPos(2, 0)), DocPos(3, kWhole));
 
     // A character the chunker cannot name is taken to be the next id.
     ENFailCallAfter("CHNextItemId", 0, 25);
