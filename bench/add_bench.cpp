@@ -13,6 +13,25 @@
 
 namespace {
 
+// Times `add` on a fresh annotation state each iteration; attaching and
+// taking the state down are not timed.
+template <typename Add>
+void TimeAddsOnFreshState(benchmark::State& state, uint32_t hDoc, Add add) {
+    for (auto _ : state) {
+        state.PauseTiming();
+        ANInit(hDoc, 0, nullptr, 0);
+        state.ResumeTiming();
+        const uint32_t result = add();
+        state.PauseTiming();
+        ANDeInit(hDoc);
+        state.ResumeTiming();
+        if (result != 0) {
+            bench::Fail(state, "ANAddAnno", result);
+            break;
+        }
+    }
+}
+
 using bench::LargeDocument;
 
 // Adds of hilites, icons and hidden text (none across a paragraph end) into
@@ -26,19 +45,7 @@ void BM_AddAnnos(benchmark::State& state) {
     const auto order = static_cast<bench::Order>(state.range(1));
     const std::vector<bench::PlannedAnno> annos =
         bench::MakeAnnos(document.positions(), count, bench::Mix::kDisplay, order);
-    for (auto _ : state) {
-        state.PauseTiming();
-        ANInit(hDoc, 0, nullptr, 0);
-        state.ResumeTiming();
-        const uint32_t result = bench::AddAnnos(hDoc, annos);
-        state.PauseTiming();
-        ANDeInit(hDoc);
-        state.ResumeTiming();
-        if (result != 0) {
-            bench::Fail(state, "ANAddAnno", result);
-            break;
-        }
-    }
+    TimeAddsOnFreshState(state, hDoc, [&] { return bench::AddAnnos(hDoc, annos); });
     static constexpr const char* kOrders[] = {"document order", "random order", "reverse document order"};
     state.SetLabel(kOrders[state.range(1)]);
     state.counters["per_add"] = bench::TimePer(static_cast<double>(count));
@@ -69,19 +76,7 @@ void BM_AddHideAcrossParagraphs(benchmark::State& state) {
     const AnnoPos start = document.positions()[document.characters()[kFirstAcc]];
     const AnnoPos end = document.positions()[document.characters()[kFirstAcc + kCharacters]];
     const HideTextAnno hide{sizeof(HideTextAnno), 1, start, end, 0};
-    for (auto _ : state) {
-        state.PauseTiming();
-        ANInit(hDoc, 0, nullptr, 0);
-        state.ResumeTiming();
-        const uint32_t result = ANAddAnno(hDoc, ANNO_HIDETEXT, &hide);
-        state.PauseTiming();
-        ANDeInit(hDoc);
-        state.ResumeTiming();
-        if (result != 0) {
-            bench::Fail(state, "ANAddAnno", result);
-            break;
-        }
-    }
+    TimeAddsOnFreshState(state, hDoc, [&] { return ANAddAnno(hDoc, ANNO_HIDETEXT, &hide); });
     state.counters["per_add"] = bench::TimePer(1);
     state.counters["per_paragraph"] = bench::TimePer(kCharacters / bench::kLineLength);
 }
