@@ -26,6 +26,21 @@ bool GetItem(uint32_t hChunker, uint32_t itemId, ChunkerItem& item) {
 // The characters inserted at the anchor by one node: textLen, or one break.
 uint32_t InsertedShare(const AnnoNode& node) { return node.kind == ANNO_INSERTTEXT ? node.anno.textLen : 1; }
 
+// Whether the anchor of `anchor` comes after that of `from` in reading
+// order. Anchors are ordered as ComparePositions orders positions, so that
+// subItemId 0xFFFFFFFF (an item as a whole, standing for its first
+// character) comes before the item's character ids. Compared as plain
+// unsigned numbers it would come after them: a walk inside a text item would
+// then be led back to inserted text anchored at the item as a whole, and
+// round through the item again without end, and that anchor, met first in
+// the list, would hide the anchors after it in the same item. Both orders
+// agree wherever the two subItemIds differ from 0xFFFFFFFF.
+bool AnchorFollows(const AnnoPos& anchor, const AnnoPos& from) {
+    const AnnoPos a{anchor.itemId, anchor.subItemId, 0, 0};
+    const AnnoPos f{from.itemId, from.subItemId, 0, 0};
+    return ComparePositions(a, f) > 0;
+}
+
 }  // namespace
 }  // namespace annotation
 
@@ -99,7 +114,7 @@ extern "C" AN_API uint32_t ANNextAnnoTextPos(uint32_t hDoc, const AnnoPos* pos, 
             }
             return true;
         }
-        if (AnchorBeyond(anchor, from)) {
+        if (AnchorFollows(anchor, from)) {
             *next = AnnoPos{anchor.itemId, anchor.subItemId, ANPOS_ANNOTEXT, 0};
             found = 0;
             return false;

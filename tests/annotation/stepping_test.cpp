@@ -106,6 +106,21 @@ TEST_F(Stepping, TextAndBreakAtOneCharacterComeBeforeIt) {
                                     DocPos(0, 2), DocPos(1, kWhole)}));
 }
 
+// Inserted text anchored at a text item as a whole comes before the item's
+// first character; from inside the item the walk goes on forward, to text at
+// a later character and out of the item, never back into that text (which
+// led a walk round the item without end).
+TEST_F(Stepping, TextAtAWholeTextItemIsReadWhenTheWalkEntersTheItem) {
+    const uint32_t hDoc = AttachDoc("x\nabc\n");  // item 2 holds characters 1-3
+    ASSERT_EQ(AddText(hDoc, 1, DocPos(2, kWhole), u"w"), 0u);
+    ASSERT_EQ(AddText(hDoc, 2, DocPos(2, 3), u"z"), 0u);
+    const std::vector<AnnoPos> rest = {DocPos(2, 2), TextPos(2, 3, 0), DocPos(2, 3), DocPos(3, kWhole)};
+    std::vector<AnnoPos> fromBefore = {TextPos(2, kWhole, 0), DocPos(2, kWhole)};
+    fromBefore.insert(fromBefore.end(), rest.begin(), rest.end());
+    EXPECT_EQ(Walk(hDoc, DocPos(1, kWhole), true), fromBefore);
+    EXPECT_EQ(Walk(hDoc, DocPos(2, 1), false), rest);
+}
+
 // From a text position the anchor's document position follows, with or
 // without state; from a document position the step needs the state.
 TEST_F(Stepping, FromATextPositionTheAnchorFollowsEvenWithoutState) {
