@@ -15,6 +15,7 @@
 #include "support/annotation_fixture.h"
 #include "support/list_invariants.h"
 #include "support/list_layout.h"
+#include "support/memory_sweep.h"
 
 namespace {
 
@@ -46,39 +47,7 @@ const ListedNode* FindNode(const std::vector<ListedNode>& nodes, uint32_t userId
     return nullptr;
 }
 
-class OutOfMemory : public AnnotationTest {
-protected:
-    // For n = 0, 1, 2, ...: a fresh document, `setup`, then `call` with the
-    // n-th allocation failing, then `check(hDoc, failed)`; until the call no
-    // longer reaches the failure. Returns how many runs failed.
-    template <typename Setup, typename Call, typename Check>
-    int Sweep(Setup setup, Call call, Check check) {
-        for (int32_t n = 0; n < 32; ++n) {
-            SCOPED_TRACE(testing::Message() << "allocation " << n << " of the call fails");
-            const uint32_t liveBefore = ENMemLiveBlocks();
-            const uint32_t hDoc = AttachDoc();
-            setup(hDoc);
-            EXPECT_TRUE(ListIsSound(hDoc));
-            ENFailAllocAfter(n);
-            const uint32_t result = call(hDoc);
-            const bool failed = ENFailPending() == 0;
-            ENFailAllocAfter(-1);
-            EXPECT_EQ(result, failed ? ANERR_NOMEMORY : 0u);
-            EXPECT_EQ(ENMemLockedBlocks(), 0u);
-            EXPECT_TRUE(ListIsSound(hDoc));
-            check(hDoc, failed);
-            // With memory back, the document takes annotations again.
-            EXPECT_EQ(AddHilite(hDoc, 99, DocPos(3, 0), DocPos(3, 1)), 0u);
-            EXPECT_TRUE(ListIsSound(hDoc));
-            DetachDoc(hDoc);
-            CloseDoc(hDoc);
-            EXPECT_EQ(ENMemLiveBlocks(), liveBefore) << "blocks leaked";
-            if (!failed) return n;
-        }
-        ADD_FAILURE() << "the call never got past its allocations";
-        return -1;
-    }
-};
+class OutOfMemory : public MemorySweepTest {};
 
 TEST_F(OutOfMemory, FirstAddLeavesNoListBehindWhenItFails) {
     const int hiliteFailures = Sweep([](uint32_t) {},

@@ -3,12 +3,11 @@
 // invalid arguments, sizes, handles and positions, and with allocation,
 // heap and platform-call failures injected before a call. After every call:
 // the result is one the function may give, both annotation lists are sound,
-// no block is locked and no handle was misused. At the end of an input
-// everything is taken down and nothing may be left allocated or open.
-//
-// What is compared is invariants, not the answers of a model: the merging of
-// hidden ranges, the joining and splitting of inserted text and the
-// renumbering make exact answers the job of the unit tests.
+// no block is locked, what the call did to each list is what the reference
+// model allows (model_checks.h), and the module's queries on a list that
+// changed answer as the model's brute-force reading does. At the end of an
+// input everything is taken down and nothing may be left allocated or open,
+// and no handle may have been misused.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -21,6 +20,7 @@
 #include "annotation/heap.h"
 #include "annotation/store/doc_state.h"
 #include "engine/engine.h"
+#include "model_checks.h"
 #include "support/list_invariants.h"
 
 namespace {
@@ -74,12 +74,21 @@ void ExpectOneOf(uint32_t result, std::initializer_list<uint32_t> allowed, const
     Fail(call, result);
 }
 
-uint32_t CallbackAnswer(uint32_t, uint32_t, void*, uint32_t callbackData) { return callbackData; }
+// The removals the callback heard of since the last step.
+std::vector<fuzz_model::Reported> gReported;
+
+uint32_t CallbackAnswer(uint32_t code, uint32_t arg, void* record, uint32_t callbackData) {
+    if (code == 2 && record != nullptr) {
+        gReported.push_back({static_cast<uint16_t>(arg), *static_cast<const InternalAnno*>(record)});
+    }
+    return callbackData;
+}
 
 struct World {
     uint32_t docs[2] = {};
     uint32_t hStyles = 0;
-    std::vector<AnnoPos> positions[2];  // every document position of each
+    std::vector<AnnoPos> positions[2];  // every document position of each, in order
+    bool positionsComplete[2] = {};      // whether they run to the document's end
 
     AnnoPos Position(Input& in, uint32_t doc) {
         const uint8_t how = in.Byte();
@@ -91,6 +100,11 @@ struct World {
         }
         return AnnoPos{in.Word(), in.Word(), how % 2 == 0 ? ANPOS_ANNOTEXT : in.Word(), in.Word()};
     }
+    bool heard[2] = {true, true};  // whether each document's callback records removals
+
+    // The document a handle names, or 2 for none.
+    uint32_t DocOf(uint32_t hDoc) const { return hDoc == docs[0] ? 0 : hDoc == docs[1] ? 1 : 2; }
+
     uint32_t Handle(Input& in, uint32_t doc) {
         const uint8_t how = in.Byte();
         if (how < 240) return docs[doc];
@@ -102,7 +116,12 @@ void CollectPositions(World& world, uint32_t doc) {
     AnnoPos pos{0, 0, 0, 0};
     for (int i = 0; i < 400; ++i) {
         world.positions[doc].push_back(pos);
-        if (ANNextChunkerPos(world.docs[doc], &pos, &pos) != 0) break;
+        AnnoPos next{};  // a record of its own: the step clears it before reading pos
+        if (ANNextChunkerPos(world.docs[doc], &pos, &next) != 0) {
+            world.positionsComplete[doc] = true;
+            break;
+        }
+        pos = next;
     }
 }
 
@@ -126,7 +145,20 @@ void Disarm() {
     annotation::SetHeapFailAfter(-1);
 }
 
-void AddOne(World& world, Input& in, uint32_t doc) {
+// What a step may have done to a list, for the model to judge.
+struct Outcome {
+    enum What { kNothing, kAdd, kClear, kCopy, kTakeDown };
+    Outcome() = default;
+    Outcome(What changing, uint32_t changed) : what(changing), doc(changed) {}
+    What what = kNothing;
+    uint32_t doc = 2;  // the document changed (2: none)
+    fuzz_model::AddRequest add;
+    uint32_t result = 0;
+    uint16_t flags = 0;  // of a removal
+    uint32_t value = 0;
+};
+
+Outcome AddOne(World& world, Input& in, uint32_t doc) {
     const uint32_t hDoc = world.Handle(in, doc);
     const uint8_t kind = in.Byte() % 9;  // 0 and 8 are no kind
     HiliteTextAnno r{};
@@ -137,12 +169,15 @@ void AddOne(World& world, Input& in, uint32_t doc) {
     r.eventMask = in.Word();
     r.displayData = in.Word();
     uint32_t result = 0;
+    Outcome outcome(Outcome::kAdd, world.DocOf(hDoc));
+    outcome.add = {kind, r.userId, r.start, {}};
     if (kind == ANNO_HIDETEXT) {
         HideTextAnno h{44, r.userId, r.start, r.end, 0};
         if (in.Byte() > 240) h.size = in.Word();
         result = ANAddAnno(hDoc, kind, &h);
     } else if (kind == ANNO_INSERTTEXT) {
-        const std::u16string text(in.Below(80), u'a' + in.Below(26));
+        const std::u16string text(in.Below(80), static_cast<char16_t>(u'a' + in.Below(26)));
+        outcome.add.text = text;
         InsertTextAnno t{};
         t.size = sizeof t;
         t.userId = r.userId;
@@ -159,6 +194,8 @@ void AddOne(World& world, Input& in, uint32_t doc) {
         result = ANAddAnno(hDoc, kind, &r);
     }
     ExpectOneOf(result, {0, ANERR_NOMEMORY, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANAddAnno");
+    outcome.result = result;
+    return outcome;
 }
 
 void Walk(World& world, Input& in, uint32_t doc) {
@@ -179,7 +216,11 @@ void Walk(World& world, Input& in, uint32_t doc) {
         const uint32_t stepped = ANNextPos(hDoc, &pos, &next);
         ExpectOneOf(stepped, {0, ANERR_NOTFOUND, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANNextPos");
         if (stepped != 0) break;
-        Expect(ANCompPos(&pos, &next) < 0, "ANNextPos went back");
+        if (ANCompPos(&pos, &next) >= 0) {
+            std::fprintf(stderr, "ANNextPos from (%u %u %u %u) to (%u %u %u %u)\n", pos.itemId, pos.subItemId, pos.posType,
+                         pos.textOffset, next.itemId, next.subItemId, next.posType, next.textOffset);
+            Fail("ANNextPos went back", 0);
+        }
         pos = next;
     }
     ANEndAnnoTrack(hDoc, &track);
@@ -231,37 +272,42 @@ void Styles(World& world, Input& in, uint32_t doc) {
 }
 
 // One call, as the input's next bytes say.
-void Step(World& world, Input& in) {
-    const uint32_t doc = in.Byte() % 2;
-    const uint8_t op = in.Byte() % 12;
-    ArmFailure(in);
+Outcome Call(World& world, Input& in, uint32_t doc, uint8_t op) {
     switch (op) {
         case 0:
         case 1:
-        case 2: AddOne(world, in, doc); break;
+        case 2: return AddOne(world, in, doc);
         case 3: {
-            const uint32_t result =
-                ANClearAnnos(world.Handle(in, doc), static_cast<uint16_t>(in.Byte() << 8), in.Byte() > 128 ? in.Word() : in.Below(4));
-            ExpectOneOf(result, {0, ANERR_NOMEMORY, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected, kCallbackAnswer},
-                        "ANClearAnnos");
-            break;
+            const uint32_t hDoc = world.Handle(in, doc);
+            Outcome outcome{Outcome::kClear, world.DocOf(hDoc)};
+            outcome.flags = static_cast<uint16_t>(in.Byte() << 8);
+            outcome.value = in.Byte() > 128 ? in.Word() : in.Below(4);
+            ExpectOneOf(ANClearAnnos(hDoc, outcome.flags, outcome.value),
+                        {0, ANERR_NOMEMORY, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected, kCallbackAnswer}, "ANClearAnnos");
+            return outcome;
         }
-        case 4:
-            ExpectOneOf(ANCopyAnnos(world.Handle(in, doc), world.Handle(in, in.Byte() % 2)),
-                        {0, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANCopyAnnos");
-            break;
-        case 5:
-            ExpectOneOf(ANBuildAnnos(world.Handle(in, doc)), {0, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected},
-                        "ANBuildAnnos");
-            break;
+        case 4: {
+            const uint32_t hDest = world.Handle(in, doc);
+            ExpectOneOf(ANCopyAnnos(hDest, world.Handle(in, in.Byte() % 2)), {0, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected},
+                        "ANCopyAnnos");
+            return Outcome{Outcome::kCopy, world.DocOf(hDest)};
+        }
+        case 5: {
+            const uint32_t hDoc = world.Handle(in, doc);
+            ExpectOneOf(ANBuildAnnos(hDoc), {0, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANBuildAnnos");
+            return Outcome{Outcome::kCopy, world.DocOf(hDoc)};
+        }
         case 6: Walk(world, in, doc); break;
         case 7:
         case 8: Query(world, in, doc, in.Byte() % 4); break;
         case 9: Styles(world, in, doc); break;
-        case 10:
-            ExpectOneOf(ANSetCallback(world.docs[doc], in.Byte() % 2 == 0 ? &CallbackAnswer : nullptr, kCallbackAnswer),
-                        {0, ANERR_NOANNODATA, kInjected}, "ANSetCallback");
+        case 10: {
+            const bool set = in.Byte() % 2 == 0;
+            const uint32_t result = ANSetCallback(world.docs[doc], set ? &CallbackAnswer : nullptr, kCallbackAnswer);
+            ExpectOneOf(result, {0, ANERR_NOANNODATA, kInjected}, "ANSetCallback");
+            if (result == 0) world.heard[doc] = set;
             break;
+        }
         default: {
             // The state taken down and attached again. ANInit replaces a
             // state without freeing it, so it runs only on a document that
@@ -272,23 +318,81 @@ void Step(World& world, Input& in) {
             uint32_t hState = 0;
             if (annotation::GetAnnoFromDoc(world.docs[doc], &hState) == ANERR_NOANNODATA) {
                 ArmFailure(in);
-                ExpectOneOf(ANInit(world.docs[doc], world.hStyles, &CallbackAnswer, kCallbackAnswer),
-                            {0, ANERR_NOMEMORY, kInjected}, "ANInit");
+                const uint32_t result = ANInit(world.docs[doc], world.hStyles, &CallbackAnswer, kCallbackAnswer);
+                ExpectOneOf(result, {0, ANERR_NOMEMORY, kInjected}, "ANInit");
+                if (result == 0) world.heard[doc] = true;
             }
-            break;
+            return Outcome{Outcome::kTakeDown, doc};
         }
     }
+    return Outcome{};
+}
+
+// What the step did to document `doc`'s list, from `before` to `after`,
+// against what the model allows.
+::testing::AssertionResult ChangeAgrees(const World& world, const Outcome& outcome, uint32_t doc,
+                                        const fuzz_model::Nodes& before, const fuzz_model::Nodes& after) {
+    if (outcome.doc != doc) return fuzz_model::Unchanged(before, after);
+    switch (outcome.what) {
+        case Outcome::kAdd: return fuzz_model::AddAgrees(before, after, outcome.add, outcome.result);
+        case Outcome::kClear:
+            return fuzz_model::ClearAgrees(before, after, outcome.flags, outcome.value, gReported, world.heard[doc]);
+        case Outcome::kCopy: return fuzz_model::Kept(before, after);
+        case Outcome::kTakeDown:
+            if (after.empty()) return ::testing::AssertionSuccess();
+            return fuzz_model::Unchanged(before, after);
+        default: return fuzz_model::Unchanged(before, after);
+    }
+}
+
+// With API_FUZZER_TRACE set, a failed check also prints the lists.
+void Check(const char* what, const ::testing::AssertionResult& result, uint8_t op, const fuzz_model::Nodes& before,
+           const fuzz_model::Nodes& after) {
+    if (result) return;
+    std::fprintf(stderr, "after call %u: %s\n", static_cast<unsigned>(op), result.message());
+    if (std::getenv("API_FUZZER_TRACE") != nullptr) {
+        for (const fuzz_model::Nodes* nodes : {&before, &after}) {
+            std::fprintf(stderr, nodes == &before ? "before:\n" : "after:\n");
+            for (const testing_support::ListedNode& n : *nodes) {
+                const InternalAnno& a = n.anno;
+                std::fprintf(stderr, "  slot %u kind %u id %u [%u %u %u %u]-[%u %u %u %u] len %u\n", n.slot, n.kind, a.userId,
+                             a.start.itemId, a.start.subItemId, a.start.posType, a.start.textOffset, a.end.itemId,
+                             a.end.subItemId, a.end.posType, a.end.textOffset, a.textLen);
+            }
+        }
+    }
+    Fail(what, 0);
+}
+
+// One call, as the input's next bytes say, and the checks after it.
+void Step(World& world, Input& in, int stepNumber) {
+    const uint32_t doc = in.Byte() % 2;
+    const uint8_t op = in.Byte() % 12;
+    fuzz_model::Nodes before[2];
+    for (uint32_t d = 0; d < 2; ++d) before[d] = testing_support::ListedNodes(world.docs[d]);
+    gReported.clear();
+    ArmFailure(in);
+    const Outcome outcome = Call(world, in, doc, op);
     Disarm();
     if (std::getenv("API_FUZZER_TRACE") != nullptr) {
         std::fprintf(stderr, "doc %u op %u: %u blocks live\n", doc, static_cast<unsigned>(op), ENMemLiveBlocks());
     }
-    for (uint32_t hDoc : world.docs) {
-        const ::testing::AssertionResult sound = testing_support::ListIsSound(hDoc);
-        if (!sound) std::fprintf(stderr, "after call %u: %s\n", static_cast<unsigned>(op), sound.message());
-        Expect(static_cast<bool>(sound), "list unsound");
-    }
     Expect(ENMemLockedBlocks() == 0, "a block was left locked", ENMemLockedBlocks());
     Expect(ENModuleDataLocked() == 0, "module data was left locked");
+    for (uint32_t d = 0; d < 2; ++d) {
+        Check("list unsound", testing_support::ListIsSound(world.docs[d]), op, before[d], before[d]);
+        const fuzz_model::Nodes after = testing_support::ListedNodes(world.docs[d]);
+        const ::testing::AssertionResult same = fuzz_model::Unchanged(before[d], after);
+        if (!same) Check("the model does not allow the change", ChangeAgrees(world, outcome, d, before[d], after), op, before[d], after);
+        // The queries are asked after every change, and now and then anyway:
+        // the styles and the callback they may meet change without the list.
+        if (!same || stepNumber % 16 == 0) {
+            Check("a query disagrees with the model",
+                  fuzz_model::QueriesAgree(world.docs[d], after, world.positions[d], world.positionsComplete[d]), op,
+                  before[d], after);
+            Expect(ENMemLockedBlocks() == 0, "a query left a block locked", ENMemLockedBlocks());
+        }
+    }
 }
 
 }  // namespace
@@ -308,7 +412,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         CollectPositions(world, doc);
     }
     Input in(data, size);
-    for (int steps = 0; in.More() && steps < 200; ++steps) Step(world, in);
+    for (int steps = 0; in.More() && steps < 200; ++steps) Step(world, in, steps);
 
     const bool trace = std::getenv("API_FUZZER_TRACE") != nullptr;
     for (uint32_t hDoc : world.docs) {
