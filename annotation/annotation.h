@@ -14,12 +14,14 @@
  * an error code of the engine's data-access library passed on unchanged.
  *
  * Sizes and targets. Records are laid out for a 32-bit target, and every
- * record that holds no pointer has the same layout and size on a 64-bit one
- * (checked by the static assertions at the end of this file). Handles (of
- * documents, movable memory blocks, style tables) are 32-bit on every target.
- * A field that carries a pointer is pointer-sized: the text pointer of
- * InsertTextAnno (so its accepted size is sizeof(InsertTextAnno): 36 bytes on
- * a 32-bit target, 48 on a 64-bit one) and the AnnoCallback. Structures are
+ * record that holds no pointer has the same layout and size on a 64-bit one;
+ * a static assertion beside each record checks its size on every target.
+ * Handles (of documents, movable memory blocks, style tables) are 32-bit on
+ * every target, and so is every word that may carry one (userData,
+ * callbackData): on a 64-bit target none of them can carry a pointer. A field
+ * that carries a pointer is pointer-sized: the text pointer of InsertTextAnno
+ * (so its accepted size is sizeof(InsertTextAnno): 36 bytes on a 32-bit
+ * target, 48 on a 64-bit one) and the AnnoCallback. Structures are
  * little-endian 32-bit words unless a field says otherwise.
  *
  * Threads: the module starts no thread, takes no lock of its own and keeps no
@@ -35,6 +37,13 @@
 #define AN_API __attribute__((visibility("default")))
 #else
 #define AN_API
+#endif
+
+/* The layout check beside each record, in C11 or C++. */
+#ifdef __cplusplus
+#define AN_STATIC_ASSERT(cond, msg) static_assert(cond, msg)
+#else
+#define AN_STATIC_ASSERT(cond, msg) _Static_assert(cond, msg)
 #endif
 
 #ifdef __cplusplus
@@ -81,6 +90,8 @@ typedef struct AnnoPos {
     uint32_t textOffset;
 } AnnoPos;
 
+AN_STATIC_ASSERT(sizeof(AnnoPos) == 16, "AnnoPos is 16 bytes");
+
 /* ------------------------------------------------------------------------ */
 /* Annotations                                                              */
 /* ------------------------------------------------------------------------ */
@@ -90,7 +101,10 @@ typedef struct AnnoPos {
  * size of the kind's internal form (60 for kinds 1, 2, 4; 56 for 3, 6, 7; 72
  * for 5) and only the first `size` bytes are meaningful. `end` is exclusive
  * and never before `start` once stored. For kind 5, hText is the movable
- * handle of the text (textLen 16-bit characters, room for textCap). */
+ * handle of the text (textLen 16-bit characters, room for textCap). Every
+ * field is 32-bit on every target: userData of kinds 1, 3 and 5 is, by
+ * contract, a movable memory handle (ANClearUserData frees it), never a
+ * pointer. */
 typedef struct InternalAnno {
     uint32_t size;
     uint32_t userId;
@@ -105,6 +119,8 @@ typedef struct InternalAnno {
     uint32_t hText;
     uint32_t textCap;
 } InternalAnno;
+
+AN_STATIC_ASSERT(sizeof(InternalAnno) == 72, "InternalAnno is 72 bytes");
 
 /* The caller's structures for ANAddAnno. The first word is always the size in
  * bytes; each kind accepts the sizes listed, shorter forms being passed as
@@ -125,6 +141,8 @@ typedef struct HiliteTextAnno {
     uint32_t displayData; /* the hilite style word (ANHILITE_*) */
 } HiliteTextAnno;
 
+AN_STATIC_ASSERT(sizeof(HiliteTextAnno) == 60, "HiliteTextAnno is 60 bytes");
+
 /* InsertIconAnno (ANNO_INSERTICON): 60 bytes as declared (`end` is not used),
  * or 24 bytes: word 0 size, 1 userId, 2 start.itemId (the other words of the
  * start are 0), 3 not used, 4 eventMask, 5 the icon value. */
@@ -140,6 +158,8 @@ typedef struct InsertIconAnno {
     uint32_t displayData; /* the icon value */
 } InsertIconAnno;
 
+AN_STATIC_ASSERT(sizeof(InsertIconAnno) == 60, "InsertIconAnno is 60 bytes");
+
 /* HideTextAnno (ANNO_HIDETEXT): 44 bytes as declared; also 48 bytes (word 10
  * not used, word 11 userData) and 40 bytes (no userData). 56 is refused. */
 typedef struct HideTextAnno {
@@ -149,6 +169,8 @@ typedef struct HideTextAnno {
     AnnoPos end;
     uint32_t userData;
 } HideTextAnno;
+
+AN_STATIC_ASSERT(sizeof(HideTextAnno) == 44, "HideTextAnno is 44 bytes");
 
 /* InsertBitmapAnno (ANNO_INSERTBITMAP): 60 bytes only. */
 typedef struct InsertBitmapAnno {
@@ -163,11 +185,18 @@ typedef struct InsertBitmapAnno {
     uint32_t displayData; /* the bitmap value */
 } InsertBitmapAnno;
 
-/* InsertTextAnno (ANNO_INSERTTEXT): sizeof(InsertTextAnno) only, 36 bytes on
- * a 32-bit target, 48 on a 64-bit one (the text pointer is pointer-sized and
- * aligned). The text is textLen 16-bit characters (uint16_t, or char16_t in
- * C++) without terminator, read during the call only; the module keeps its
- * own copy. */
+AN_STATIC_ASSERT(sizeof(InsertBitmapAnno) == 60, "InsertBitmapAnno is 60 bytes");
+
+/* InsertTextAnno (ANNO_INSERTTEXT): the one record whose layout depends on
+ * the target. On a 32-bit target it is nine words, 36 bytes: the text
+ * pointer is word 7 and textLen word 8. On a 64-bit target the text pointer
+ * widens to 8 bytes and is 8-byte aligned: 4 bytes of padding after
+ * userData, the pointer at byte 32, textLen at byte 40 and 4 bytes of tail
+ * padding, 48 bytes. The size word must be sizeof(InsertTextAnno) of the
+ * library's own target: 36 on a 32-bit one, 48 on a 64-bit one; the other
+ * value is refused with ANERR_BADPARAM. The text is textLen 16-bit
+ * characters (uint16_t, or char16_t in C++) without terminator, read during
+ * the call only; the module keeps its own copy. */
 typedef struct InsertTextAnno {
     uint32_t size; /* sizeof(InsertTextAnno) */
     uint32_t userId;
@@ -177,6 +206,13 @@ typedef struct InsertTextAnno {
     uint32_t textLen;
 } InsertTextAnno;
 
+AN_STATIC_ASSERT(sizeof(InsertTextAnno) == (sizeof(void*) == 4 ? 36 : 48),
+                 "InsertTextAnno is 36 bytes with 32-bit pointers, 48 with 64-bit ones");
+AN_STATIC_ASSERT(offsetof(InsertTextAnno, text) == (sizeof(void*) == 4 ? 28 : 32),
+                 "the text pointer follows userData: word 7, or byte 32 after padding");
+AN_STATIC_ASSERT(offsetof(InsertTextAnno, textLen) == (sizeof(void*) == 4 ? 32 : 40),
+                 "textLen follows the text pointer: word 8, or byte 40");
+
 /* ParaBreakAnno (ANNO_INSERTPARABREAK and ANNO_HIDEPARABREAK): 28 bytes. */
 typedef struct ParaBreakAnno {
     uint32_t size; /* 28 */
@@ -184,6 +220,8 @@ typedef struct ParaBreakAnno {
     AnnoPos start;
     uint32_t userData;
 } ParaBreakAnno;
+
+AN_STATIC_ASSERT(sizeof(ParaBreakAnno) == 28, "ParaBreakAnno is 28 bytes");
 
 /* User-id selection, for ANClearAnnos and ANFindAnno. */
 #define ANMATCH_ALLBITS 0x1000u /* every bit of the value is set in userId */
@@ -205,7 +243,13 @@ typedef struct ParaBreakAnno {
  * The code-1 record of an ANNO_INSERTTEXT annotation carries the caller's
  * text pointer: in displayData on a 32-bit target; on a 64-bit target, where
  * the word cannot hold it, displayData is 0 and the pointer is the
- * pointer-sized word at byte 72, right behind the InternalAnno.
+ * pointer-sized word at byte 72, right behind the InternalAnno. On both the
+ * record is 72 bytes plus that pointer: 76 bytes on a 32-bit target, 80 on a
+ * 64-bit one.
+ *
+ * The callback itself is a pointer-sized function pointer, kept in the
+ * document's state; callbackData is a 32-bit word on every target, so on a
+ * 64-bit one it passes a handle or an index back, not a pointer.
  *
  * From inside a callback, calls that would change the same document's list
  * while the module walks it (ANAddAnno or ANClearAnnos from a code-2
@@ -244,6 +288,8 @@ typedef struct HiliteStyle {
     uint32_t reserved; /* stored and handed back unchanged */
 } HiliteStyle;
 
+AN_STATIC_ASSERT(sizeof(HiliteStyle) == 28, "HiliteStyle is 28 bytes");
+
 /* ------------------------------------------------------------------------ */
 /* Finding                                                                  */
 /* ------------------------------------------------------------------------ */
@@ -270,6 +316,8 @@ typedef struct AnnoFindInfo {
     uint32_t foundUserData; /* out */
 } AnnoFindInfo;
 
+AN_STATIC_ASSERT(sizeof(AnnoFindInfo) == 68, "AnnoFindInfo is 68 bytes");
+
 /* ------------------------------------------------------------------------ */
 /* Events                                                                   */
 /* ------------------------------------------------------------------------ */
@@ -288,6 +336,8 @@ typedef struct AnnoEventInfo {
     uint32_t userId;
     uint32_t userData;
 } AnnoEventInfo;
+
+AN_STATIC_ASSERT(sizeof(AnnoEventInfo) == 16, "AnnoEventInfo is 16 bytes");
 
 /* ------------------------------------------------------------------------ */
 /* Tracking                                                                 */
@@ -323,6 +373,10 @@ typedef struct AnnoTrackInfo {
     uint32_t userData;
 } AnnoTrackInfo;
 
+AN_STATIC_ASSERT(sizeof(AnnoTrackInfo) == 64, "AnnoTrackInfo is 64 bytes");
+AN_STATIC_ASSERT(offsetof(AnnoTrackInfo, color1) == 12, "AnnoTrackInfo: 2 bytes unused after extraOn");
+AN_STATIC_ASSERT(offsetof(AnnoTrackInfo, nextChange) == 28, "AnnoTrackInfo: nextChange at 28");
+
 /* ------------------------------------------------------------------------ */
 /* Annotation text                                                          */
 /* ------------------------------------------------------------------------ */
@@ -334,6 +388,8 @@ typedef struct AnnoTextTrack {
     AnnoPos first;
     AnnoPos last;
 } AnnoTextTrack;
+
+AN_STATIC_ASSERT(sizeof(AnnoTextTrack) == 36, "AnnoTextTrack is 36 bytes");
 
 /* ------------------------------------------------------------------------ */
 /* Position mapping                                                         */
@@ -348,6 +404,8 @@ typedef struct AnnoMapPosition {
     AnnoPos pos;    /* only itemId and subItemId are read or written */
     uint32_t acc;
 } AnnoMapPosition;
+
+AN_STATIC_ASSERT(sizeof(AnnoMapPosition) == 28, "AnnoMapPosition is 28 bytes");
 
 /* ------------------------------------------------------------------------ */
 /* Attachment                                                               */
@@ -527,36 +585,6 @@ AN_API uint32_t ANEndAnnoTextTrack(uint32_t hDoc, AnnoTextTrack* track);
 #ifdef __cplusplus
 } /* extern "C" */
 #endif
-
-/* ------------------------------------------------------------------------ */
-/* Layout checks                                                            */
-/* ------------------------------------------------------------------------ */
-
-#ifdef __cplusplus
-#define AN_STATIC_ASSERT(cond, msg) static_assert(cond, msg)
-#else
-#define AN_STATIC_ASSERT(cond, msg) _Static_assert(cond, msg)
-#endif
-
-AN_STATIC_ASSERT(sizeof(AnnoPos) == 16, "AnnoPos is 16 bytes");
-AN_STATIC_ASSERT(sizeof(InternalAnno) == 72, "InternalAnno is 72 bytes");
-AN_STATIC_ASSERT(sizeof(HiliteTextAnno) == 60, "HiliteTextAnno is 60 bytes");
-AN_STATIC_ASSERT(sizeof(InsertIconAnno) == 60, "InsertIconAnno is 60 bytes");
-AN_STATIC_ASSERT(sizeof(HideTextAnno) == 44, "HideTextAnno is 44 bytes");
-AN_STATIC_ASSERT(sizeof(InsertBitmapAnno) == 60, "InsertBitmapAnno is 60 bytes");
-AN_STATIC_ASSERT(sizeof(ParaBreakAnno) == 28, "ParaBreakAnno is 28 bytes");
-AN_STATIC_ASSERT(sizeof(InsertTextAnno) == (sizeof(void*) == 4 ? 36 : 48),
-                 "InsertTextAnno is 36 bytes with 32-bit pointers, 48 with 64-bit ones");
-AN_STATIC_ASSERT(offsetof(InsertTextAnno, text) == (sizeof(void*) == 4 ? 28 : 32),
-                 "the text pointer follows userData");
-AN_STATIC_ASSERT(sizeof(HiliteStyle) == 28, "HiliteStyle is 28 bytes");
-AN_STATIC_ASSERT(sizeof(AnnoFindInfo) == 68, "AnnoFindInfo is 68 bytes");
-AN_STATIC_ASSERT(sizeof(AnnoEventInfo) == 16, "AnnoEventInfo is 16 bytes");
-AN_STATIC_ASSERT(sizeof(AnnoTrackInfo) == 64, "AnnoTrackInfo is 64 bytes");
-AN_STATIC_ASSERT(offsetof(AnnoTrackInfo, color1) == 12, "AnnoTrackInfo: 2 bytes unused after extraOn");
-AN_STATIC_ASSERT(offsetof(AnnoTrackInfo, nextChange) == 28, "AnnoTrackInfo: nextChange at 28");
-AN_STATIC_ASSERT(sizeof(AnnoTextTrack) == 36, "AnnoTextTrack is 36 bytes");
-AN_STATIC_ASSERT(sizeof(AnnoMapPosition) == 28, "AnnoMapPosition is 28 bytes");
 
 #undef AN_STATIC_ASSERT
 

@@ -22,8 +22,10 @@ PLATFORM_BEGIN_DECLS
 #define CA_CHARSET_UNICODE 0x14B00000u
 
 /* The read record exchanged by CAReadFirst and CAReadNext. Its last field is
- * the buffer address, pointer-sized: 44 bytes on a 32-bit target, 48 on a
- * 64-bit one; `size` holds sizeof(CAReadRecord). */
+ * the buffer address, pointer-sized: on a 32-bit target the record is eleven
+ * words, 44 bytes; on a 64-bit one the address widens to 8 bytes at the same
+ * byte 40, 48 bytes. `size` holds sizeof(CAReadRecord) of the module's
+ * target, 44 or 48. */
 typedef struct CAReadRecord {
     uint32_t size;         /* written by the caller: sizeof(CAReadRecord) */
     uint32_t zero;         /* written by the caller: 0 */
@@ -41,9 +43,10 @@ typedef struct CAReadRecord {
 
 #ifdef __cplusplus
 static_assert(offsetof(CAReadRecord, buffer) == 40, "buffer address at byte 40");
-static_assert(sizeof(CAReadRecord) == (sizeof(void*) == 4 ? 44 : 48), "read record size");
+static_assert(sizeof(CAReadRecord) == (sizeof(void*) == 4 ? 44 : 48), "read record: 44 bytes, or 48");
 #else
 _Static_assert(offsetof(CAReadRecord, buffer) == 40, "buffer address at byte 40");
+_Static_assert(sizeof(CAReadRecord) == (sizeof(void*) == 4 ? 44 : 48), "read record: 44 bytes, or 48");
 #endif
 
 /* A seek position: (chunk x 65536, 0xFFFFFFFF, 0, 0) names a chunk's start. */
@@ -53,6 +56,12 @@ typedef struct CASeekPos {
     uint32_t posType;
     uint32_t textOffset;
 } CASeekPos;
+
+#ifdef __cplusplus
+static_assert(sizeof(CASeekPos) == 16, "a seek position is four words");
+#else
+_Static_assert(sizeof(CASeekPos) == 16, "a seek position is four words");
+#endif
 
 /* Opens the content stream of a document. */
 PLATFORM_API uint32_t CAOpenContent(uint32_t hDoc, uint32_t* phContent);

@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Installs what building and testing need on a fresh Debian machine, from
 # Debian's packages only, and nothing when everything is there already.
+# Extra package names given as arguments are installed too (the 32-bit
+# tests ask for g++-multilib this way).
 set -euo pipefail
 
 packages=(cmake ninja-build g++ clang libclang-rt-dev libgtest-dev libgmock-dev libbenchmark-dev
-          pkg-config binutils llvm)
+          pkg-config binutils llvm "$@")
 missing=()
 for package in "${packages[@]}"; do
   dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")

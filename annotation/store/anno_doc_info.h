@@ -9,6 +9,7 @@
 #ifndef ANNOTATION_STORE_ANNO_DOC_INFO_H
 #define ANNOTATION_STORE_ANNO_DOC_INFO_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "annotation/annotation.h"
@@ -25,6 +26,8 @@ struct ACCMap {
     uint32_t textBytes;   // bytes of the chunk's text in that character set
     uint32_t firstACC;    // ACC of the chunk's first character
 };
+
+static_assert(sizeof(ACCMap) == (sizeof(void*) == 4 ? 24 : 32), "an ACC map is six words, one pointer-sized");
 
 inline constexpr uint16_t kNoChunk = 0xFFFF;
 
@@ -52,7 +55,10 @@ struct AnnoDocInfo {
     uint32_t accFlags;            // ACCF_*
 };
 
-static_assert(sizeof(ACCMap) == (sizeof(void*) == 4 ? 24 : 32), "an ACC map is six words, one pointer-sized");
+// Thirty words on a 32-bit target. On a 64-bit one the callback and the
+// character arrays of the maps widen, each aligned to 8 bytes.
+static_assert(offsetof(AnnoDocInfo, callback) == (sizeof(void*) == 4 ? 44 : 48), "the callback follows trackPos");
+static_assert(sizeof(AnnoDocInfo) == (sizeof(void*) == 4 ? 120 : 152), "the state block is 120 bytes, or 152");
 
 // A callback runs inside a call on the document, with the state locked.
 // While kReentryCallback is set the state must not be taken down; while

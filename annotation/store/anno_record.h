@@ -25,6 +25,7 @@ struct AnnoRecord {
 
 static_assert(offsetof(AnnoRecord, text) == sizeof(InternalAnno),
               "the text pointer follows the 72-byte record directly");
+static_assert(sizeof(AnnoRecord) == (sizeof(void*) == 4 ? 76 : 80), "the record and one pointer");
 
 // Points the record at `text` (null: no text).
 inline void SetRecordText(AnnoRecord& record, const void* text) noexcept {
