@@ -15,7 +15,9 @@
 // - an add of inserted text or a paragraph break changes the combined text of
 //   one anchor only, by putting its characters in at one offset (the end of
 //   the text for a document position, the given offset for a text position
-//   within the text), and takes no node away;
+//   within the text, after a start in hidden text has moved to the start of
+//   the hidden range; predicted where the offsets of the anchor's nodes are
+//   those that adds give), and takes no node away;
 // - a removal takes away every node its rule selects and tells the callback
 //   of each it takes, except hilites and hidden ranges that became empty and
 //   inserted text joined into its left neighbour; it adds none; and each
