@@ -201,8 +201,12 @@ uint32_t GetACCMap(uint32_t hInfo, uint16_t chunk, ACCMap* pMap) {
     } else if (info->accMap.chunk != chunk) {
         if (info->accMapPrev.pCharItem != nullptr) HeapFree(info->accMapPrev.pCharItem);
         info->accMapPrev = info->accMap;
+        // The slot starts over as an empty map of the asked chunk: a build
+        // that fails before it resets the map (its state cannot be locked)
+        // must not leave the entry count of the map whose array just moved
+        // to the other slot next to no array.
+        ResetACCMap(info->accMap);
         info->accMap.chunk = chunk;
-        info->accMap.pCharItem = nullptr;
         const uint32_t result = BuildACCMap(hInfo, &info->accMap);
         if (result != 0) return result;
     }

@@ -64,8 +64,12 @@ void WidenShortStyle(const HiliteStyle* shortForm, HiliteStyle& wide) {
     wide.attr2 = kShortFormAttr2;
 }
 
+// A record is appended only when the look-up found no record with its id: a
+// table that could not be read may hold the id, and a second record with it
+// would never be found (the first one wins every look-up).
 uint32_t AddStyle(uint32_t hStyles, const HiliteStyle& style) {
-    if (SetGlobalHiliteStyle(hStyles, &style) == 0) return 0;
+    const uint32_t replaced = SetGlobalHiliteStyle(hStyles, &style);
+    if (replaced != ANERR_NOTFOUND) return replaced;
     return AppendStyle(hStyles, style);
 }
 
@@ -77,7 +81,7 @@ uint32_t SetGlobalHiliteStyle(uint32_t hStyles, const HiliteStyle* pStyle) {
     if (!table) return ANERR_BADPARAM;
     if (table->hRecords == 0) return ANERR_NOTFOUND;
     LockedBlock<HiliteStyle> records(table->hRecords);
-    if (!records) return ANERR_NOTFOUND;
+    if (!records) return ANERR_NOMEMORY;
     const int32_t slot = FindStyle(records.get(), table->count, pStyle->id);
     if (slot < 0) return ANERR_NOTFOUND;
     std::memcpy(records.get() + slot, pStyle, kStyleSize);

@@ -28,8 +28,9 @@ static_assert(sizeof(HiliteStyleTable) == 8, "a style table block is 8 bytes");
 inline constexpr uint16_t kStyleTableGrowth = 10;
 
 // Overwrites the record whose id is pStyle->id with all 28 bytes of *pStyle.
-// 0; ANERR_BADPARAM for hStyles 0 or a null pStyle; ANERR_NOTFOUND when the
-// table has no array or no such id.
+// 0; ANERR_BADPARAM for hStyles 0, a null pStyle or a table that cannot be
+// locked; ANERR_NOTFOUND when the table has no array or no such id;
+// ANERR_NOMEMORY when its records cannot be locked (the id may be there).
 uint32_t SetGlobalHiliteStyle(uint32_t hStyles, const HiliteStyle* pStyle);
 
 // Adds every record of hSrc, in slot order, to hDest. ANERR_BADPARAM when

@@ -174,7 +174,7 @@ TEST_F(AccMaps, TheSectionAndChunkOfAPosition) {
 TEST_F(AccMaps, AChunkTheChunkerCannotPlaceOrSizeGetsAnEmptyMap) {
     const uint32_t hInfo = DocInfoHandle(AttachDoc(kDocument));
     ACCMap map{};
-    for (const char* call : {"CHGetItemCountById", "CHGetRunInfo", "CHGetSectionInfo"}) {
+    for (const char* call : {"CHGetItemCountById", "CHGetRunInfo", "CHGetSectionInfo", "CHGetItemId", "CHGetItem"}) {
         SCOPED_TRACE(call);
         map = ACCMap{};
         map.chunk = 1;
@@ -188,6 +188,18 @@ TEST_F(AccMaps, AChunkTheChunkerCannotPlaceOrSizeGetsAnEmptyMap) {
     }
     EXPECT_EQ(annotation::BuildACCMap(0, &map), ANERR_BADPARAM);
     EXPECT_EQ(annotation::BuildACCMap(hInfo, nullptr), ANERR_BADPARAM);
+}
+
+// A read that fails before the chunk's end: what was counted so far is the
+// map (here the first text record, "Hello ").
+TEST_F(AccMaps, AReadThatFailsKeepsWhatWasCounted) {
+    const uint32_t hInfo = DocInfoHandle(AttachDoc(kDocument));
+    ENFailCallAfter("CAReadNext", 1, kInjected);
+    ACCMap map{};
+    ASSERT_EQ(GetACCMap(hInfo, 0, &map), 0u);
+    EXPECT_EQ(ENFailPending(), 0u);
+    EXPECT_EQ(Entries(map), std::vector<uint32_t>(6, 0));
+    EXPECT_EQ(map.textBytes, 6u);
 }
 
 TEST_F(AccMaps, AStateThatCannotBeLockedIsAnsweredAsNoState) {

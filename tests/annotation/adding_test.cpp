@@ -160,6 +160,7 @@ TEST_F(Adding, RefusedStructuresChangeNothingAndTellNobody) {
     };
     std::vector<Refused> refused = {{ANNO_HIDETEXT, hide56},       {ANNO_INSERTPARABREAK, break36},
                                     {ANNO_HIDEPARABREAK, break36}, {ANNO_INSERTBITMAP, bitmap24},
+                                    {ANNO_HILITETEXT, bitmap24},   {ANNO_INSERTICON, hide56},
                                     {0, &hilite},                  {8, &hilite},
                                     {ANNO_HILITETEXT, nullptr},    {ANNO_INSERTTEXT, &noText}};
     uint32_t text36[12] = {};  // on a 64-bit target the 36-byte form has no room for the pointer
@@ -183,6 +184,11 @@ TEST_F(Adding, RefusedStructuresChangeNothingAndTellNobody) {
     EXPECT_EQ(ANAddAnno(0, ANNO_HILITETEXT, &hilite), ANERR_BADPARAM);
     EXPECT_EQ(ListHeader(hDoc).count, 1);
     EXPECT_TRUE(log.heard.empty());
+
+    // A null text without characters is an empty text, not a refusal.
+    const InsertTextAnno empty{sizeof(InsertTextAnno), 6, DocPos(0, 2), 0, nullptr, 0};
+    EXPECT_EQ(ANAddAnno(hDoc, ANNO_INSERTTEXT, &empty), 0u);
+    EXPECT_EQ(NodeOf(hDoc, 6).anno.textLen, 0u);
 }
 
 TEST_F(Adding, StartAfterEndIsStoredAndHeardSwapped) {
@@ -353,10 +359,12 @@ TEST_F(Adding, HiddenRangesMergeWithTheirNeighbours) {
     EXPECT_TRUE(ListIsSound(hDoc));
     EXPECT_EQ(Ranges(hDoc), (std::vector<std::pair<uint32_t, uint32_t>>{{10, 30}}));
 
-    // Strictly inside a neighbour: a node of its own.
+    // Strictly inside a neighbour, or in front of one it does not reach: a
+    // node of its own.
     ASSERT_EQ(Store(hDoc, ANNO_HIDETEXT, HideRecord(3, 16, 18)), 0u);
+    ASSERT_EQ(Store(hDoc, ANNO_HIDETEXT, HideRecord(5, 2, 9)), 0u);
     EXPECT_TRUE(ListIsSound(hDoc));
-    EXPECT_EQ(Ranges(hDoc), (std::vector<std::pair<uint32_t, uint32_t>>{{10, 30}, {16, 18}}));
+    EXPECT_EQ(Ranges(hDoc), (std::vector<std::pair<uint32_t, uint32_t>>{{2, 9}, {10, 30}, {16, 18}}));
 
     // Only hidden ranges merge.
     AnnoRecord hilite = HideRecord(4, 10, 30);
@@ -364,7 +372,7 @@ TEST_F(Adding, HiddenRangesMergeWithTheirNeighbours) {
     hilite.anno.reserved2 = 0;
     ASSERT_EQ(Store(hDoc, ANNO_HILITETEXT, hilite), 0u);
     EXPECT_TRUE(ListIsSound(hDoc));
-    EXPECT_EQ(ListHeader(hDoc).count, 3);
+    EXPECT_EQ(ListHeader(hDoc).count, 4);
 
     // Ranges that touch merge, either way round, and also when copied as
     // they are.

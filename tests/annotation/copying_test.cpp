@@ -101,6 +101,25 @@ TEST_F(Copying, FromADocumentWithoutListNothingIsCopied) {
     ExpectNothingHeld();
 }
 
+// A document whose own style table could not be made (ANInit goes on
+// without it) copies and takes annotations all the same, and no styles.
+TEST_F(Copying, ADocumentWithoutAStyleTableCopiesTheAnnotationsAlone) {
+    const uint32_t hSource = FilledSource();
+    const uint32_t hBare = OpenDoc("Hello world\nSecond\n");
+    ENFailAllocAfter(1);  // the state block is made, its style table not
+    ASSERT_EQ(ANInit(hBare, 0, nullptr, 0), 0u);
+    ASSERT_EQ(DocInfo(hBare).hHiliteStyles, 0u);
+    EXPECT_EQ(ANCopyAnnos(hBare, hSource), 0u);
+    EXPECT_EQ(UserIds(hBare), (std::vector<uint32_t>{1, 2, 3}));
+    EXPECT_FALSE(HasStyle9(hBare));
+
+    const uint32_t hDest = AttachDoc();
+    EXPECT_EQ(ANCopyAnnos(hDest, hBare), 0u);
+    EXPECT_EQ(UserIds(hDest), (std::vector<uint32_t>{1, 2, 3}));
+    ExpectNothingHeld();
+    EXPECT_EQ(ANDeInit(hBare), 0u);
+}
+
 // Lookups that fail: for the source (before anything is locked), for the
 // destination (with the source state and list locked), and for the
 // destination again before the styles (after the nodes were copied). Each

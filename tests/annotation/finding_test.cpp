@@ -60,6 +60,19 @@ TEST_F(Finding, ModesApplyThePositionTestThenTheIdTest) {
     EXPECT_EQ(std::memcmp(&info, &last, sizeof info), 0);
 }
 
+// ANFIND_PREV with a matchId that is not positive passes over a node whose
+// end's posType and textOffset equal pos's itemId and subItemId: here the
+// hilite ending at offset 1 of the inserted text at (2, 0xC), asked from
+// (5, 1); from (5, 2) it is found.
+TEST_F(Finding, PrevPassesOverAnEndWhoseLastWordsArePosFirstWords) {
+    const uint32_t hDoc = AttachDoc();
+    ASSERT_EQ(AddHilite(hDoc, 1, DocPos(0, 1), DocPos(0, 3)), 0u);
+    ASSERT_EQ(AddHilite(hDoc, 2, DocPos(0, 1), TextPos(2, 0xC, 1)), 0u);
+    EXPECT_EQ(Find(hDoc, ANFIND_PREV | ANMATCH_ALLBITS, 0, DocPos(5, 1)), 1u);
+    EXPECT_EQ(Find(hDoc, ANFIND_PREV | ANMATCH_ALLBITS, 0, DocPos(5, 2)), 2u);
+    EXPECT_EQ(Find(hDoc, ANFIND_PREV | ANMATCH_ALLBITS, 2, DocPos(5, 1)), 2u);  // a positive matchId
+}
+
 TEST_F(Finding, InsertedTextReportsItsAnnotationTextRange) {
     const uint32_t hDoc = AttachDoc();
     // At (0, 3): "abc" up to offset 3, then "de" at the document position,

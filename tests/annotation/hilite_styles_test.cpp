@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <vector>
 
 #include "annotation/styles/hilite_styles.h"
 #include "support/annotation_fixture.h"
@@ -77,6 +78,27 @@ TEST_F(HiliteStyles, SameIdReplacesTheRecordInItsSlot) {
     EXPECT_EQ(records.get()[1].id, 8u);
 }
 
+// When the look-up for the id cannot lock the table (15) or its records
+// (13), the add fails and changes nothing: a second record with the id
+// would never be found, the first one winning every look-up.
+TEST_F(HiliteStyles, AReplacementThatCannotReadTheTableAppendsNothing) {
+    ASSERT_EQ(AddStyle(table_, Style(7, 1)), 0u);
+    std::vector<uint32_t> results;
+    for (int32_t n = 0; n < 8; ++n) {
+        ENFailCallAfter("SYSNativeLock", n, 0);
+        const uint32_t result = AddStyle(table_, Style(7, 2));
+        const bool failed = ENFailPending() == 0;
+        ENFailCallAfter(nullptr, -1, 0);
+        results.push_back(result);
+        HiliteStyle got{};
+        ASSERT_EQ(ANGetGlobalHiliteStyle(table_, 7, &got), 0u);
+        EXPECT_EQ(got.color1, failed ? 1u : 2u);
+        EXPECT_EQ(Header().count, 1);
+        if (!failed) break;
+    }
+    EXPECT_EQ(results, (std::vector<uint32_t>{ANERR_BADPARAM, ANERR_NOMEMORY, 0}));
+}
+
 TEST_F(HiliteStyles, ShortFormIsWidened) {
     const ShortStyle shortForm{24, 9, ANHS_EXTRAON, 0x112233, 0x445566, 0x7788, 0x99AA};
     ASSERT_EQ(ANAddGlobalHiliteStyle(table_, reinterpret_cast<const HiliteStyle*>(&shortForm)), 0u);
@@ -103,6 +125,10 @@ TEST_F(HiliteStyles, RefusedArgumentsChangeNothing) {
     EXPECT_EQ(ANDeInitGlobalHiliteStyles(0), ANERR_BADPARAM);
     EXPECT_EQ(ANInitGlobalHiliteStyles(nullptr), ANERR_BADPARAM);
     EXPECT_EQ(annotation::SetGlobalHiliteStyle(0, &style), ANERR_BADPARAM);
+    EXPECT_EQ(annotation::SetGlobalHiliteStyle(table_, nullptr), ANERR_BADPARAM);
+    // A table that cannot be locked is refused, not freed (the fixture frees it).
+    ENFailCallAfter("SYSNativeLock", 0, 0);
+    EXPECT_EQ(ANDeInitGlobalHiliteStyles(table_), ANERR_BADPARAM);
     EXPECT_EQ(annotation::CopyGlobalHiliteStyles(0, table_), ANERR_BADPARAM);
     EXPECT_EQ(annotation::CopyGlobalHiliteStyles(table_, 0), ANERR_BADPARAM);
 }

@@ -122,6 +122,32 @@ TEST_F(PositionMapping, HeapFailuresGiveOutOfMemoryAndAnEmptyMap) {
     }
 }
 
+// The build of chunk 1's map cannot lock the state (the third lock of the
+// call: the mapping's, the cache's, the build's). The slot that held chunk
+// 0's map, whose array moved to the other slot, is left as an empty map of
+// chunk 1, without chunk 0's entry count: mapping into chunk 1 then reads
+// no entry that is not there.
+TEST_F(PositionMapping, ABuildThatCannotLockTheStateLeavesAnEmptyMap) {
+    const uint32_t hDoc = AttachDoc(kDocument);
+    uint32_t acc = 0;
+    ASSERT_EQ(ToAcc(hDoc, DocPos(0, 1), acc), 0u);
+    ENFailCallAfter("SYSNativeLock", 2, 0);
+    EXPECT_EQ(ToAcc(hDoc, DocPos(0x10000, 0x10002), acc), ANERR_BADPARAM);
+    EXPECT_EQ(ENFailPending(), 0u);
+    EXPECT_EQ(acc, 1u);
+    const annotation::ACCMap map = DocInfo(hDoc).accMap;
+    EXPECT_EQ(map.chunk, 1);
+    EXPECT_EQ(map.pCharItem, nullptr);
+    EXPECT_EQ(map.charCount, 0u);
+    // The empty map answers: nothing mapped from an ACC, the map's first
+    // ACC for a position.
+    AnnoPos pos{9, 9, 9, 9};
+    EXPECT_EQ(ToPos(hDoc, 25, pos), 0u);
+    EXPECT_EQ(pos, (AnnoPos{9, 9, 9, 9}));
+    EXPECT_EQ(ToAcc(hDoc, DocPos(0x10000, 0x10002), acc), 0u);
+    EXPECT_EQ(acc, map.firstACC);
+}
+
 TEST_F(PositionMapping, BadRequestsAreRefused) {
     const uint32_t hDoc = AttachDoc(kDocument);
     AnnoMapPosition request{sizeof request, ANMAP_ACCTOPOS | ANMAP_POSTOACC, {}, 7};
