@@ -16,14 +16,14 @@ namespace fuzz_model {
 
 namespace {
 
+using testing_support::InsertedLength;
+using testing_support::IsInsert;
 using testing_support::ListedNode;
 using ::testing::AssertionFailure;
 using ::testing::AssertionResult;
 using ::testing::AssertionSuccess;
 using Anchor = std::pair<uint32_t, uint32_t>;
 using Who = std::pair<uint16_t, uint32_t>;  // kind, userId
-
-bool IsInsert(uint16_t kind) { return kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK; }
 
 Anchor AnchorOf(const AnnoPos& pos) { return {pos.itemId, pos.subItemId}; }
 
@@ -98,7 +98,7 @@ bool OffsetsConsistent(const Nodes& nodes, const Anchor& anchor) {
     for (const ListedNode& node : nodes) {
         if (!IsInsert(node.kind) || AnchorOf(node.anno.start) != anchor) continue;
         if (atDocument) return false;
-        total += node.kind == ANNO_INSERTTEXT ? node.anno.textLen : 1;
+        total += InsertedLength(node.kind, node.anno);
         if (node.anno.start.posType != ANPOS_ANNOTEXT) atDocument = true;
         else if (node.anno.start.textOffset != total) return false;
     }
@@ -301,7 +301,7 @@ AssertionResult ClearAgrees(const Nodes& before, const Nodes& after, uint16_t fl
             return AssertionFailure() << "the callback heard of " << r.anno.userId << ", which was not removed by the rule";
         }
         gone.erase(it);
-        if (IsInsert(r.kind)) lost[AnchorOf(r.anno.start)] += r.kind == ANNO_INSERTTEXT ? r.anno.textLen : 1;
+        if (IsInsert(r.kind)) lost[AnchorOf(r.anno.start)] += InsertedLength(r.kind, r.anno);
     }
     for (const Who& who : gone) {
         // Emptied ranges go silently, and so does text joined into its left

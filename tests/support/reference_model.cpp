@@ -14,9 +14,11 @@ bool AtAnchor(const InternalAnno& anno, uint32_t itemId, uint32_t subItemId) {
     return anno.start.itemId == itemId && anno.start.subItemId == subItemId;
 }
 
+}  // namespace
+
 bool IsInsert(uint16_t kind) { return kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK; }
 
-}  // namespace
+uint32_t InsertedLength(uint16_t kind, const InternalAnno& anno) { return kind == ANNO_INSERTTEXT ? anno.textLen : 1; }
 
 bool Covers(const InternalAnno& anno, const AnnoPos& pos) {
     return ANCompPos(&anno.start, &pos) <= 0 && ANCompPos(&pos, &anno.end) < 0;

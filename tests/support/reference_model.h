@@ -28,6 +28,11 @@ namespace testing_support {
 // text.
 constexpr char16_t kBreakChar = u'\u2029';
 
+// Whether a node of `kind` inserts text (kinds 5 and 6), and how many
+// characters of its anchor's combined text it holds.
+bool IsInsert(uint16_t kind);
+uint32_t InsertedLength(uint16_t kind, const InternalAnno& anno);
+
 // start <= pos < end.
 bool Covers(const InternalAnno& anno, const AnnoPos& pos);
 
