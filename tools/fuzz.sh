@@ -3,6 +3,9 @@
 # and runs it on the seed corpus for a number of seconds (default 60).
 #   tools/fuzz.sh            one minute, as CI runs it
 #   tools/fuzz.sh 1800       half an hour
+#   FUZZ_SEED=1 tools/fuzz.sh  with a fixed seed, as CI runs it, so that a
+#                              run can be repeated (libFuzzer picks one
+#                              at random otherwise)
 # New inputs it finds go to build-fuzz/corpus, not into the repository;
 # a finding is written as build-fuzz/crash-* and ends the run with an error.
 set -euo pipefail
@@ -15,5 +18,7 @@ cmake --build build-fuzz -j"${JOBS:-2}" --target api_fuzzer
 mkdir -p build-fuzz/corpus
 export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-build-fuzz/tests/fuzz/api_fuzzer -max_total_time="$seconds" -print_final_stats=1 \
+seed=()
+if [ -n "${FUZZ_SEED:-}" ]; then seed=(-seed="$FUZZ_SEED"); fi
+build-fuzz/tests/fuzz/api_fuzzer "${seed[@]}" -max_total_time="$seconds" -print_final_stats=1 \
   -artifact_prefix=build-fuzz/ build-fuzz/corpus tests/fuzz/corpus
