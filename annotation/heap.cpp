@@ -7,17 +7,24 @@ namespace annotation {
 namespace {
 
 int32_t gFailAfter = -1;
+int32_t gIndexFailAfter = -1;
+
+void* AllocCounted(size_t bytes, int32_t& failAfter) noexcept {
+    if (failAfter == 0) {
+        failAfter = -1;
+        return nullptr;
+    }
+    if (failAfter > 0) --failAfter;
+    return std::malloc(bytes == 0 ? 1 : bytes);
+}
 
 }  // namespace
 
-void* HeapAlloc(size_t bytes) noexcept {
-    if (gFailAfter == 0) {
-        gFailAfter = -1;
-        return nullptr;
-    }
-    if (gFailAfter > 0) --gFailAfter;
-    return std::malloc(bytes == 0 ? 1 : bytes);
-}
+void* HeapAlloc(size_t bytes) noexcept { return AllocCounted(bytes, gFailAfter); }
+
+void* IndexHeapAlloc(size_t bytes) noexcept { return AllocCounted(bytes, gIndexFailAfter); }
+
+void SetIndexHeapFailAfter(int32_t n) noexcept { gIndexFailAfter = n; }
 
 void HeapFree(void* block) noexcept { std::free(block); }
 

@@ -1,7 +1,7 @@
 // The module's ordinary heap memory (as opposed to the engine's movable
 // blocks). Everything the module takes with malloc goes through here; today
-// that is the character arrays of the ACC maps and the buffer a map is read
-// through. Going through one place lets tests make any of these allocations
+// that is the character arrays of the ACC maps, the buffer a map is read
+// through, and the list index (annotation/index). Going through one place lets tests make any of these allocations
 // fail, as the engine lets them fail a movable block. Internal: not exported
 // from the shared library; tests reach it through annotation_internal.
 #ifndef ANNOTATION_HEAP_H
@@ -25,6 +25,13 @@ void HeapFree(void* block) noexcept;
 void SetHeapFailAfter(int32_t n) noexcept;
 // Whether an armed failure has not fired yet.
 bool HeapFailPending() noexcept;
+
+// The list index's memory, with a failure hook of its own: the index is a
+// cache that other allocations must not notice, so arming a failure for one
+// never moves the other's count. SetIndexHeapFailAfter(n): after n more
+// successful IndexHeapAlloc calls the next one fails, once; -1 disarms.
+void* IndexHeapAlloc(size_t bytes) noexcept;
+void SetIndexHeapFailAfter(int32_t n) noexcept;
 
 }  // namespace annotation
 

@@ -111,6 +111,13 @@ std::vector<PlannedAnno> MakeAnnos(const std::vector<AnnoPos>& positions, size_t
     return annos;
 }
 
+std::vector<AnnoPos> RandomPositions(const std::vector<AnnoPos>& positions, size_t count, uint64_t seed) {
+    Random random(seed);
+    std::vector<AnnoPos> drawn(count);
+    for (AnnoPos& pos : drawn) pos = positions[random.Below(static_cast<uint32_t>(positions.size()))];
+    return drawn;
+}
+
 uint32_t AddAnno(uint32_t hDoc, const PlannedAnno& anno) {
     switch (anno.kind) {
         case ANNO_HILITETEXT: {

@@ -71,6 +71,10 @@ constexpr uint32_t kEveryOtherBit = 0x1u;
 // asked for; userIds count up in document order.
 std::vector<PlannedAnno> MakeAnnos(const std::vector<AnnoPos>& positions, size_t count, Mix mix, Order order);
 
+// `count` document positions drawn at random from `positions`, the same for
+// the same seed: where the position queries ask.
+std::vector<AnnoPos> RandomPositions(const std::vector<AnnoPos>& positions, size_t count, uint64_t seed);
+
 // ANAddAnno of one planned annotation, in its kind's full caller
 // structure; the result.
 uint32_t AddAnno(uint32_t hDoc, const PlannedAnno& anno);

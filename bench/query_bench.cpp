@@ -26,10 +26,7 @@ void BM_FindAt(benchmark::State& state) {
         return;
     }
     const uint32_t hDoc = document.handle();
-    const std::vector<AnnoPos>& positions = document.positions();
-    bench::Random random(0xF17Du);
-    std::vector<AnnoPos> at(kRandomPositions);
-    for (AnnoPos& pos : at) pos = positions[random.Below(static_cast<uint32_t>(positions.size()))];
+    const std::vector<AnnoPos> at = bench::RandomPositions(document.positions(), kRandomPositions, 0xF17Du);
     size_t next = 0;
     uint64_t found = 0;
     for (auto _ : state) {

@@ -11,6 +11,7 @@
 
 #include "annotation/annotation.h"
 #include "annotation/handle_lock.h"
+#include "annotation/index/list_index.h"
 #include "annotation/store/anno_list.h"
 #include "annotation/store/anno_pos.h"
 #include "annotation/store/doc_state.h"
@@ -148,9 +149,14 @@ uint32_t Refill(uint32_t hDoc, AnnoTextTrack& track, LockedBlock<AnnoTextCache>&
     if (info->hAnnoList == 0) return 0;
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list) return 0;
+    // With the anchors in order, the walk begins at the first node at pos's
+    // anchor, and a text with no node there has nothing to take.
+    uint16_t first = list->head;
+    const ListIndex* index = ReadyIndex(*info, *list, IndexUse::kComplete);
+    if (index != nullptr && FirstAtAnchor(*index, pos, first) == AnchorAnswer::kNone) return 0;
     bool atAnchor = false;
     uint32_t taken = 0;
-    ForEachNode(*list, [&](uint16_t, const AnnoNode& node) {
+    ForEachNodeFrom(*list, first, [&](uint16_t, const AnnoNode& node) {
         const bool same = SameAnchor(node.anno.start, pos);
         if (!same) return !atAnchor;
         atAnchor = true;

@@ -10,6 +10,7 @@
 
 #include "annotation/annotation.h"
 #include "annotation/handle_lock.h"
+#include "annotation/index/list_index.h"
 #include "annotation/store/anno_doc_info.h"
 #include "annotation/store/anno_list.h"
 #include "annotation/store/anno_pos.h"
@@ -92,10 +93,15 @@ uint16_t TwoStageWalk(AnnoList& list, const FindQuery& query) {
 
 // ANFIND_AT: the first node covering pos (start <= pos < end) that passes the
 // id test; the list is in start order, so the walk ends at the first node
-// that starts after pos.
-uint16_t CoveringWalk(AnnoList& list, const FindQuery& query) {
+// that starts after pos. When it truly is, the walk begins at the first
+// covering node the index names: every node before it ends at or before pos.
+uint16_t CoveringWalk(AnnoDocInfo& info, AnnoList& list, const FindQuery& query) {
+    uint16_t first = list.head;
+    if (const ListIndex* index = ReadyIndex(info, list, IndexUse::kComplete); index && InStartOrder(*index)) {
+        first = FirstCovering(*index, query.pos);
+    }
     uint16_t found = kNoSlot;
-    ForEachNode(list, [&](uint16_t slot, const AnnoNode& node) {
+    ForEachNodeFrom(list, first, [&](uint16_t slot, const AnnoNode& node) {
         if (ComparePositions(node.anno.start, query.pos) > 0) return false;
         if (ComparePositions(node.anno.end, query.pos) <= 0 || !PassesIdTest(query, node.anno.userId)) return true;
         found = slot;
@@ -160,7 +166,7 @@ extern "C" AN_API uint32_t ANFindAnno(uint32_t hDoc, uint16_t options, AnnoFindI
     const FindQuery query{info->searchFlags & kModeMask, info->searchFlags, info->matchId, info->pos,
                           info->foundEnd, (options & ANFIND_AFTERFOUND) != 0};
     if (query.mode == 0 || query.mode > ANFIND_AT) return ANERR_NOTFOUND;
-    const uint16_t found = query.mode == ANFIND_AT ? CoveringWalk(*list, query) : TwoStageWalk(*list, query);
+    const uint16_t found = query.mode == ANFIND_AT ? CoveringWalk(*docInfo, *list, query) : TwoStageWalk(*list, query);
     if (found == kNoSlot) return ANERR_NOTFOUND;
     FillFoundInfo(hDoc, list->Node(found), *info);
     return 0;

@@ -138,7 +138,7 @@ extern "C" AN_API uint32_t ANStartAnnoTrack(uint32_t hDoc, const AnnoPos* pos, A
 
     info->nextNode = kNoSlot;
     info->hiliteNode = kNoSlot;
-    const uint16_t first = FindNextAnnoByPos(*list, kNoSlot, pos);
+    const uint16_t first = FindFirstAnnoByPos(*state, *list, *pos);
     if (first == kNoSlot) {
         NoMoreChanges(*info);
         return 1;
@@ -151,9 +151,12 @@ extern "C" AN_API uint32_t ANStartAnnoTrack(uint32_t hDoc, const AnnoPos* pos, A
 
 extern "C" AN_API uint32_t ANTrackAnno(uint32_t hDoc, const AnnoPos* pos, AnnoTrackInfo* info) {
     if (pos == nullptr || info == nullptr) return 0;
+    // Most positions of a pass come before the next change: they are
+    // answered before the document is looked up (a document that cannot be
+    // found would answer 0 all the same).
+    if (Before(*pos, info->nextChange)) return 0;
     DocInfoLock state(0);
     if (LockDocState(hDoc, state) != 0) return 0;
-    if (Before(*pos, info->nextChange)) return 0;
     if (state->hAnnoList == 0) return 0;
     LockedBlock<AnnoList> list(state->hAnnoList);
     if (!list) return 0;

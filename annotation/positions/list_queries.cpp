@@ -3,6 +3,7 @@
 #include "annotation/positions/list_queries.h"
 
 #include "annotation/handle_lock.h"
+#include "annotation/index/list_index.h"
 #include "annotation/store/anno_doc_info.h"
 #include "annotation/store/anno_pos.h"
 
@@ -10,15 +11,21 @@ namespace annotation {
 namespace {
 
 // The walk of both hidden-text questions: nodes are in start order, so the
-// walk ends at the first node that starts after `pos`.
+// walk ends at the first node that starts after `pos`. When they truly are,
+// the index answers for the same nodes.
 uint16_t IsHiddenBy(uint32_t hAnnoDocInfo, const AnnoPos* pos, bool hideParaBreaksCount) {
     if (hAnnoDocInfo == 0 || pos == nullptr) return 0;
     LockedBlock<AnnoDocInfo> info(hAnnoDocInfo);
     if (!info || info->hAnnoList == 0) return 0;
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list) return 0;
+    if (const ListIndex* index = ReadyIndex(*info, *list, IndexUse::kAddsKept); index && InStartOrder(*index)) {
+        return HiddenAt(*index, *pos, hideParaBreaksCount) ? 1 : 0;
+    }
     uint16_t hidden = 0;
+    uint32_t steps = 0;
     ForEachNode(*list, [&](uint16_t, const AnnoNode& node) {
+        ++steps;
         const bool counts = node.kind == ANNO_HIDETEXT || (hideParaBreaksCount && node.kind == ANNO_HIDEPARABREAK);
         const int startVsPos = ComparePositions(node.anno.start, *pos);
         if (counts && startVsPos <= 0 && ComparePositions(*pos, node.anno.end) < 0) {
@@ -27,6 +34,7 @@ uint16_t IsHiddenBy(uint32_t hAnnoDocInfo, const AnnoPos* pos, bool hideParaBrea
         }
         return startVsPos <= 0;
     });
+    NoteListWalked(*info, steps);
     return hidden;
 }
 
@@ -38,6 +46,13 @@ uint16_t IsPositionHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos) {
 
 uint16_t IsTextHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos) {
     return IsHiddenBy(hAnnoDocInfo, pos, false);
+}
+
+uint16_t FindFirstAnnoByPos(AnnoDocInfo& info, AnnoList& list, const AnnoPos& pos) {
+    if (const ListIndex* index = ReadyIndex(info, list, IndexUse::kComplete); index && InStartOrder(*index)) {
+        return FirstNotBefore(*index, pos);
+    }
+    return FindNextAnnoByPos(list, kNoSlot, &pos);
 }
 
 uint16_t FindNextAnnoByPos(AnnoList& list, uint16_t from, const AnnoPos* pos) {

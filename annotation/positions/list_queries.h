@@ -1,6 +1,7 @@
 // Questions about the annotation list at one position, none of which changes
 // anything: is the position hidden, is it hidden by hidden text, and which
-// node after a given one still matters there.
+// node after a given one still matters there. The list index answers them
+// where it can; they answer the same either way.
 #ifndef ANNOTATION_POSITIONS_LIST_QUERIES_H
 #define ANNOTATION_POSITIONS_LIST_QUERIES_H
 
@@ -27,6 +28,12 @@ uint16_t IsTextHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos);
 // there is none, or when `from` names no slot of the list. `list` is locked
 // by the caller.
 uint16_t FindNextAnnoByPos(AnnoList& list, uint16_t from, const AnnoPos* pos);
+
+struct AnnoDocInfo;
+
+// FindNextAnnoByPos from the head of the document's list (`list`, locked by
+// the caller), through the index where it can answer.
+uint16_t FindFirstAnnoByPos(AnnoDocInfo& info, AnnoList& list, const AnnoPos& pos);
 
 // The walk over the annotations at one position: calls visit(slot, node) for
 // every node from `first` on, in list order, that covers `pos` (start <= pos

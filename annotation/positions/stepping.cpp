@@ -4,6 +4,7 @@
 // text of its insert-text and insert-paragraph-break nodes, in list order).
 #include "annotation/annotation.h"
 #include "annotation/handle_lock.h"
+#include "annotation/index/list_index.h"
 #include "annotation/store/anno_list.h"
 #include "annotation/store/anno_pos.h"
 #include "annotation/store/doc_state.h"
@@ -41,6 +42,69 @@ bool AnchorFollows(const AnnoPos& anchor, const AnnoPos& from) {
     return ComparePositions(a, f) > 0;
 }
 
+// Character ids of a text item are consecutive, so when the chunker cannot
+// name the character after one that is not its item's last, the next id is
+// taken as the following character. `pos` is a document position.
+uint32_t NextChunkerPos(uint32_t hChunker, const AnnoPos& pos, AnnoPos& next) {
+    ChunkerItem item;
+    if (!GetItem(hChunker, pos.itemId, item)) return ANERR_NOTFOUND;
+    if (item.IsText() && item.CharCount() > 0) {
+        const uint32_t cur = pos.subItemId == kWholeItem ? item.FirstChar() : pos.subItemId;
+        const uint32_t last = item.FirstChar() + item.CharCount() - 1;
+        // A character id outside the item names none of its characters: the
+        // step goes on to the next item, so that no walk counts through ids
+        // the item does not hold.
+        if (cur >= item.FirstChar() && cur < last) {
+            uint32_t nextChar = cur + 1;
+            CHNextItemId(hChunker, CH_KIND_CHAR, cur, &nextChar);
+            next.itemId = pos.itemId;
+            next.subItemId = nextChar;
+            return 0;
+        }
+    }
+    if (CHNextItemId(hChunker, CH_KIND_ITEM, pos.itemId, &next.itemId) != 0) return ANERR_NOTFOUND;
+    next.subItemId = kWholeItem;
+    ChunkerItem following;
+    if (GetItem(hChunker, next.itemId, following) && following.IsText()) next.subItemId = following.FirstChar();
+    return 0;
+}
+
+// The step to the next text position: further into the combined text at
+// from's anchor, or to the first character of the next anchor that holds
+// inserted text. With the insert nodes' anchors in order the index answers;
+// otherwise the list is walked from its head.
+uint32_t NextAnnoTextPos(AnnoDocInfo& info, const AnnoPos& from, AnnoPos& next) {
+    if (info.hAnnoList == 0) return ANERR_NOTFOUND;
+    LockedBlock<AnnoList> list(info.hAnnoList);
+    if (!list || list->hasInsertText == 0 || list->head == kNoSlot) return ANERR_NOTFOUND;
+    if (ListIndex* index = ReadyIndex(info, *list, IndexUse::kComplete)) {
+        const AnchorAnswer answer = NextTextPosition(*index, from, next);
+        if (answer != AnchorAnswer::kUnknown) return answer == AnchorAnswer::kFound ? 0 : ANERR_NOTFOUND;
+    }
+    uint64_t total = 0;
+    uint32_t found = ANERR_NOTFOUND;
+    ForEachNode(*list, [&](uint16_t, const AnnoNode& node) {
+        if (node.kind != ANNO_INSERTTEXT && node.kind != ANNO_INSERTPARABREAK) return true;
+        const AnnoPos& anchor = node.anno.start;
+        if (IsTextPosition(from) && SameAnchor(anchor, from)) {
+            total += InsertedShare(node);
+            if (uint64_t{from.textOffset} + 1 < total) {
+                next = AnnoPos{from.itemId, from.subItemId, ANPOS_ANNOTEXT, from.textOffset + 1};
+                found = 0;
+                return false;
+            }
+            return true;
+        }
+        if (AnchorFollows(anchor, from)) {
+            next = AnnoPos{anchor.itemId, anchor.subItemId, ANPOS_ANNOTEXT, 0};
+            found = 0;
+            return false;
+        }
+        return true;
+    });
+    return found;
+}
+
 }  // namespace
 }  // namespace annotation
 
@@ -50,9 +114,8 @@ extern "C" AN_API uint32_t ANIsAnnoTextPos(const AnnoPos* pos) {
     return pos != nullptr && IsTextPosition(*pos) ? 1 : 0;
 }
 
-// Character ids of a text item are consecutive, so when the chunker cannot
-// name the character after one that is not its item's last, the next id is
-// taken as the following character.
+// From a text position the step leaves the inserted text for its anchor,
+// without asking the document.
 extern "C" AN_API uint32_t ANNextChunkerPos(uint32_t hDoc, const AnnoPos* pos, AnnoPos* next) {
     if (next == nullptr) return ANERR_BADPARAM;
     *next = AnnoPos{0, 0, 0, 0};
@@ -65,29 +128,8 @@ extern "C" AN_API uint32_t ANNextChunkerPos(uint32_t hDoc, const AnnoPos* pos, A
     DocInfoLock info(0);
     const uint32_t result = LockDocState(hDoc, info);
     if (result != 0) return result;
-    const uint32_t hChunker = info->hChunker;
-
-    ChunkerItem item;
-    if (!GetItem(hChunker, pos->itemId, item)) return ANERR_NOTFOUND;
-    if (item.IsText() && item.CharCount() > 0) {
-        const uint32_t cur = pos->subItemId == kWholeItem ? item.FirstChar() : pos->subItemId;
-        const uint32_t last = item.FirstChar() + item.CharCount() - 1;
-        // A character id outside the item names none of its characters: the
-        // step goes on to the next item, so that no walk counts through ids
-        // the item does not hold.
-        if (cur >= item.FirstChar() && cur < last) {
-            uint32_t nextChar = cur + 1;
-            CHNextItemId(hChunker, CH_KIND_CHAR, cur, &nextChar);
-            next->itemId = pos->itemId;
-            next->subItemId = nextChar;
-            return 0;
-        }
-    }
-    if (CHNextItemId(hChunker, CH_KIND_ITEM, pos->itemId, &next->itemId) != 0) return ANERR_NOTFOUND;
-    next->subItemId = kWholeItem;
-    ChunkerItem following;
-    if (GetItem(hChunker, next->itemId, following) && following.IsText()) next->subItemId = following.FirstChar();
-    return 0;
+    const AnnoPos from = *pos;
+    return NextChunkerPos(info->hChunker, from, *next);
 }
 
 extern "C" AN_API uint32_t ANNextAnnoTextPos(uint32_t hDoc, const AnnoPos* pos, AnnoPos* next) {
@@ -95,47 +137,29 @@ extern "C" AN_API uint32_t ANNextAnnoTextPos(uint32_t hDoc, const AnnoPos* pos, 
     const uint32_t result = LockDocState(hDoc, info);
     if (result != 0) return result;
     if (pos == nullptr || next == nullptr) return ANERR_BADPARAM;
-    if (info->hAnnoList == 0) return ANERR_NOTFOUND;
-    LockedBlock<AnnoList> list(info->hAnnoList);
-    if (!list || list->hasInsertText == 0 || list->head == kNoSlot) return ANERR_NOTFOUND;
-
     const AnnoPos from = *pos;
-    uint64_t total = 0;
-    uint32_t found = ANERR_NOTFOUND;
-    ForEachNode(*list, [&](uint16_t, const AnnoNode& node) {
-        if (node.kind != ANNO_INSERTTEXT && node.kind != ANNO_INSERTPARABREAK) return true;
-        const AnnoPos& anchor = node.anno.start;
-        if (IsTextPosition(from) && SameAnchor(anchor, from)) {
-            total += InsertedShare(node);
-            if (uint64_t{from.textOffset} + 1 < total) {
-                *next = AnnoPos{from.itemId, from.subItemId, ANPOS_ANNOTEXT, from.textOffset + 1};
-                found = 0;
-                return false;
-            }
-            return true;
-        }
-        if (AnchorFollows(anchor, from)) {
-            *next = AnnoPos{anchor.itemId, anchor.subItemId, ANPOS_ANNOTEXT, 0};
-            found = 0;
-            return false;
-        }
-        return true;
-    });
-    return found;
+    return NextAnnoTextPos(*info, from, *next);
 }
 
-// Both candidates are computed into records of their own before `next` is
-// written, so stepping in place is safe.
+// The document is looked up once for both candidates. Both are computed
+// into records of their own before `next` is written, so stepping in place
+// is safe. A document without state still steps out of inserted text (to
+// the anchor), as ANNextChunkerPos does.
 extern "C" AN_API uint32_t ANNextPos(uint32_t hDoc, const AnnoPos* pos, AnnoPos* next) {
     if (pos == nullptr || next == nullptr) return ANERR_NOTFOUND;
+    const AnnoPos from = *pos;
+    DocInfoLock info(0);
+    const bool found = LockDocState(hDoc, info) == 0;
     AnnoPos text{};
-    const bool hasText = ANNextAnnoTextPos(hDoc, pos, &text) == 0;
-    if (hasText && IsTextPosition(*pos) && SameAnchor(text, *pos)) {
+    const bool hasText = found && NextAnnoTextPos(*info, from, text) == 0;
+    if (hasText && IsTextPosition(from) && SameAnchor(text, from)) {
         *next = text;
         return 0;
     }
-    AnnoPos document{};
-    if (ANNextChunkerPos(hDoc, pos, &document) != 0) return ANERR_NOTFOUND;
+    AnnoPos document{from.itemId, from.subItemId, 0, 0};
+    if (!IsTextPosition(from) && (!found || NextChunkerPos(info->hChunker, from, document) != 0)) {
+        return ANERR_NOTFOUND;
+    }
     *next = hasText && ComparePositions(text, document) < 0 ? text : document;
     return 0;
 }

@@ -4,7 +4,8 @@
 // the document's module data; every other call finds it with GetAnnoFromDoc.
 // It owns the annotation list (and through it the text blocks of inserted
 // text), the document's hilite style table, the two ACC maps and the second
-// opening of the document. It does not own the global style table nor the
+// opening of the document, and the list index (annotation/index), a cache in
+// ordinary heap memory. It does not own the global style table nor the
 // userData handles of the annotations.
 #ifndef ANNOTATION_STORE_ANNO_DOC_INFO_H
 #define ANNOTATION_STORE_ANNO_DOC_INFO_H
@@ -34,6 +35,8 @@ inline constexpr uint16_t kNoChunk = 0xFFFF;
 // accFlags: opening the second document or its content failed once.
 inline constexpr uint32_t ACCF_OPENFAILED = 0x1;
 
+struct ListIndex;
+
 struct AnnoDocInfo {
     uint32_t hSelf;               // this block's own handle
     uint32_t hDoc;                // the document
@@ -53,12 +56,16 @@ struct AnnoDocInfo {
     uint32_t hSecondDoc;          // second opening of the document; 0 = none
     uint32_t hContent;            // content stream on hSecondDoc; 0 = none
     uint32_t accFlags;            // ACCF_*
+    ListIndex* index;             // the list index, or null; owned, freed by ANDeInit
 };
 
-// Thirty words on a 32-bit target. On a 64-bit one the callback and the
-// character arrays of the maps widen, each aligned to 8 bytes.
+// Thirty-one words on a 32-bit target: the seventeen fields every state
+// has, then the pointer to the list index. On a 64-bit one the callback, the
+// character arrays of the maps and the index pointer widen, each aligned to
+// 8 bytes.
 static_assert(offsetof(AnnoDocInfo, callback) == (sizeof(void*) == 4 ? 44 : 48), "the callback follows trackPos");
-static_assert(sizeof(AnnoDocInfo) == (sizeof(void*) == 4 ? 120 : 152), "the state block is 120 bytes, or 152");
+static_assert(offsetof(AnnoDocInfo, index) == (sizeof(void*) == 4 ? 120 : 152), "the index pointer comes last");
+static_assert(sizeof(AnnoDocInfo) == (sizeof(void*) == 4 ? 124 : 160), "the state block is 124 bytes, or 160");
 
 // A callback runs inside a call on the document, with the state locked.
 // While kReentryCallback is set the state must not be taken down; while

@@ -4,6 +4,7 @@
 
 #include "annotation/annotation.h"
 #include "annotation/handle_lock.h"
+#include "annotation/index/list_index.h"
 #include "annotation/positions/acc_map_cache.h"
 #include "annotation/store/anno_list.h"
 #include "annotation/store/anno_pos.h"
@@ -51,6 +52,7 @@ uint32_t TearDown(LockedBlock<AnnoDocInfo>& info) {
     LockedBlock<HiliteStyleTable> styles(info->hHiliteStyles);
     if ((info->hAnnoList != 0 && !list) || (info->hHiliteStyles != 0 && !styles)) return ANERR_NOMEMORY;
     FreeLockedAnnoList(list, info->hAnnoList);
+    FreeListIndex(*info);
     ReleaseACCMaps(*info);
     FreeLockedStyleTable(styles);
     info->hHiliteStyles = 0;

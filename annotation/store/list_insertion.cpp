@@ -8,6 +8,7 @@
 // never refused for want of room while memory lasts.
 #include "annotation/store/list_insertion.h"
 
+#include "annotation/index/list_index.h"
 #include "annotation/store/adding.h"
 #include "annotation/store/anno_pos.h"
 #include "annotation/store/text_block.h"
@@ -59,6 +60,7 @@ uint32_t CreateList(AnnoDocInfo& info, uint16_t kind, AnnoRecord& record) {
         return ANERR_NOMEMORY;
     }
     info.hAnnoList = hList;
+    DropListIndex(info);
     *list = AnnoList{0, 0, kNoSlot, kNoSlot, kNoSlot, kNoSlot, 0, 0};
     list->hasInsertText = kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK ? 1 : 0;
     AppendFreeSlots(*list, 0, kListSlotStep);
@@ -67,13 +69,30 @@ uint32_t CreateList(AnnoDocInfo& info, uint16_t kind, AnnoRecord& record) {
 }
 
 // After the last node, from the tail, whose start is not after `start`.
-InsertionPoint FindInsertionPoint(AnnoList& list, const AnnoPos& start) {
+// In start order that node is found through the index: the last copy whose
+// start is not after `start`, then forwards past the nodes added since the
+// index was built that do not start after it either (they lie between that
+// copy and the next one). Otherwise the walk from the tail finds it.
+InsertionPoint FindInsertionPoint(AnnoDocInfo& info, AnnoList& list, const AnnoPos& start) {
+    if (const ListIndex* index = ReadyIndex(info, list, IndexUse::kAddsKept); index && InStartOrder(*index)) {
+        const uint16_t last = LastStartNotAfter(*index, start);
+        InsertionPoint at{last, last == kNoSlot ? list.head : list.Node(last).next};
+        ForEachNodeFrom(list, at.next, [&](uint16_t slot, const AnnoNode& node) {
+            if (ComparePositions(start, node.anno.start) < 0) return false;
+            at = InsertionPoint{slot, node.next};
+            return true;
+        });
+        return at;
+    }
     InsertionPoint at{kNoSlot, list.head};
+    uint32_t steps = 0;
     ForEachNodeBackFrom(list, list.tail, [&](uint16_t slot, const AnnoNode& node) {
+        ++steps;
         if (ComparePositions(start, node.anno.start) < 0) return true;
         at = InsertionPoint{slot, node.next};
         return false;
     });
+    NoteListWalked(info, steps);
     return at;
 }
 
@@ -123,12 +142,19 @@ uint32_t AddAnnotationToList(uint32_t hAnnoDocInfo, uint16_t kind, AnnoRecord* a
 
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list || list->busy != 0 || list->freeHead == kNoSlot) return ANERR_NOMEMORY;
-    const InsertionPoint at = FindInsertionPoint(*list, anno->anno.start);
+    const InsertionPoint at = FindInsertionPoint(*info, *list, anno->anno.start);
     if (kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK) {
+        // The inserted-text rules rewrite and move other nodes.
+        DropListIndex(*info);
         return AddInsertedText(*info, list, kind, *anno, at, asIs);
     }
-    if (kind == ANNO_HIDETEXT && MergeHiddenRange(*list, at, anno->anno)) return 0;
-    return InsertNode(*info, list, kind, anno->anno, at);
+    if (kind == ANNO_HIDETEXT && MergeHiddenRange(*list, at, anno->anno)) {
+        DropListIndex(*info);
+        return 0;
+    }
+    const uint16_t slot = LinkNewNode(*list, at.prev, at.next, kind, anno->anno);
+    NoteNodeLinked(*info, *list, slot);
+    return GrowListIfFull(*info, list);
 }
 
 }  // namespace annotation

@@ -11,6 +11,7 @@
 
 #include "annotation/annotation.h"
 #include "annotation/handle_lock.h"
+#include "annotation/index/list_index.h"
 #include "annotation/store/anno_doc_info.h"
 #include "annotation/store/anno_list.h"
 #include "annotation/store/anno_pos.h"
@@ -39,6 +40,7 @@ struct Removal {
     AnnoList& list;
     uint16_t continuation = kNoSlot;
     uint32_t result = 0;
+    bool renumbers = true;  // false: no renumbering walk can change a node
 };
 
 // A released slot is never left named by trackNode, whoever released it.
@@ -114,7 +116,26 @@ void ApplyOffsetRule(AnnoPos& pos, const RemovedText& text) {
     }
 }
 
+// Whether a renumbering walk can change anything in the list: it changes
+// only positions in inserted text, and drops or widens only nodes whose
+// start equals their end once it has changed them, so it cannot without a
+// node that holds a text position or whose start already equals its end.
+// A removal only ever takes such nodes away or turns their text positions
+// into document positions, never makes new ones, so one look before the
+// first removal serves the whole call, and a list without inserted-text
+// positions is cleared without walking it once per inserted text.
+bool RenumberingCanChange(AnnoList& list) {
+    bool can = false;
+    ForEachNode(list, [&](uint16_t, const AnnoNode& node) {
+        can = IsTextPosition(node.anno.start) || IsTextPosition(node.anno.end) ||
+              ComparePositions(node.anno.start, node.anno.end) == 0;
+        return !can;
+    });
+    return can;
+}
+
 void Renumber(Removal& removal, const RemovedText& text) {
+    if (!removal.renumbers) return;
     ForEachNode(removal.list, [&](uint16_t slot, AnnoNode& node) {
         InternalAnno& n = node.anno;
         if (AnchorBeyond(n.start, text.anchor)) return false;
@@ -212,7 +233,11 @@ extern "C" AN_API uint32_t ANClearAnnos(uint32_t hDoc, uint16_t flags, uint32_t 
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list) return ANERR_NOMEMORY;
 
+    // The index does not follow removals; it is dropped before the first
+    // and again at the end, in case a callback had it rebuilt meanwhile.
+    DropListIndex(*info);
     Removal removal{*info, *list};
+    removal.renumbers = RenumberingCanChange(*list);
     {
         ReentryScope scope(*info, kReentryCallback | kReentryListHeld);
         WalkNodes(*list, list->head, &AnnoNode::next, [&](uint16_t slot, AnnoNode& node, uint16_t& follower) {
@@ -224,6 +249,7 @@ extern "C" AN_API uint32_t ANClearAnnos(uint32_t hDoc, uint16_t flags, uint32_t 
             return true;
         });
     }
+    DropListIndex(*info);
     const bool emptied = list->count == 0;
     list.Unlock();
     if (emptied) FreeAnnoList(info->hAnnoList);

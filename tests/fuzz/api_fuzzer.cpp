@@ -8,6 +8,19 @@
 // changed answer as the model's brute-force reading does. At the end of an
 // input everything is taken down and nothing may be left allocated or open,
 // and no handle may have been misused.
+//
+// Each input runs twice: first with every question walking the annotation
+// list (the list index switched off), then with the index answering and its
+// heap refusing memory where the input says. The index must change nothing a
+// caller sees, so the second run must record, call by call, the trace of the
+// first (support/api_trace.h: results, filled records, what the callback
+// heard and both list blocks byte for byte). The model checks run in the
+// second run only: they judge the index's answers, and through the
+// comparison the list walks' too. The other failures are injected alike in
+// both runs. They are counted by allocation and by platform call, so they
+// land on the same step of a call in both runs only while the index neither
+// allocates movable blocks nor makes platform calls of its own: it lives in
+// heap memory and reads the list under the lock the call already holds.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -18,9 +31,11 @@
 
 #include "annotation/annotation.h"
 #include "annotation/heap.h"
+#include "annotation/index/list_index.h"
 #include "annotation/store/doc_state.h"
 #include "engine/engine.h"
 #include "model_checks.h"
+#include "support/api_trace.h"
 #include "support/list_invariants.h"
 
 namespace {
@@ -77,7 +92,18 @@ void ExpectOneOf(uint32_t result, std::initializer_list<uint32_t> allowed, const
 // The removals the callback heard of since the last step.
 std::vector<fuzz_model::Reported> gReported;
 
+// The run under way: its trace, and whether the list index answers.
+testing_support::ApiTrace* gTrace = nullptr;
+bool gIndexed = false;
+
+// Records a result in the trace and hands it on.
+uint32_t Seen(const char* call, uint32_t result) {
+    gTrace->Word(call, result);
+    return result;
+}
+
 uint32_t CallbackAnswer(uint32_t code, uint32_t arg, void* record, uint32_t callbackData) {
+    gTrace->Callback(code, arg, record);
     if (code == 2 && record != nullptr) {
         gReported.push_back({static_cast<uint16_t>(arg), *static_cast<const InternalAnno*>(record)});
     }
@@ -108,7 +134,12 @@ struct World {
     uint32_t Handle(Input& in, uint32_t doc) {
         const uint8_t how = in.Byte();
         if (how < 240) return docs[doc];
-        return how % 2 == 0 ? 0 : in.Word();
+        if (how % 2 == 0) return 0;
+        // A made-up handle. Each run opens its documents afresh, under new
+        // numbers, so a word that names a document in one run would name
+        // nothing in the other: it is kept off this run's documents.
+        const uint32_t word = in.Word();
+        return DocOf(word) == 2 ? word : ~word;
     }
 };
 
@@ -128,7 +159,12 @@ void CollectPositions(World& world, uint32_t doc) {
 // Arms one failure for the next call, as the input says.
 void ArmFailure(Input& in) {
     const uint8_t which = in.Byte();
-    if (which < 200) return;
+    if (which < 200) {
+        // The index's heap fails in the indexed run only, on bytes that
+        // arm nothing else.
+        if (gIndexed && which >= 150) annotation::SetIndexHeapFailAfter(which % 8);
+        return;
+    }
     const auto count = static_cast<int32_t>(in.Below(8));
     if (which < 220) {
         ENFailAllocAfter(count);
@@ -143,6 +179,7 @@ void Disarm() {
     ENFailAllocAfter(-1);
     ENFailCallAfter(nullptr, -1, 0);
     annotation::SetHeapFailAfter(-1);
+    annotation::SetIndexHeapFailAfter(-1);
 }
 
 // What a step may have done to a list, for the model to judge.
@@ -193,7 +230,8 @@ Outcome AddOne(World& world, Input& in, uint32_t doc) {
         if (in.Byte() > 240) r.size = in.Word() % 80;  // other sizes, within the record
         result = ANAddAnno(hDoc, kind, &r);
     }
-    ExpectOneOf(result, {0, ANERR_NOMEMORY, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANAddAnno");
+    ExpectOneOf(Seen("ANAddAnno", result), {0, ANERR_NOMEMORY, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected},
+                "ANAddAnno");
     outcome.result = result;
     return outcome;
 }
@@ -203,17 +241,24 @@ void Walk(World& world, Input& in, uint32_t doc) {
     AnnoPos pos = world.Position(in, doc);
     AnnoTrackInfo track{};
     AnnoTextTrack text{};
-    ExpectOneOf(ANStartAnnoTextTrack(hDoc, &text), {0, ANERR_NOMEMORY}, "ANStartAnnoTextTrack");
-    ExpectOneOf(ANStartAnnoTrack(hDoc, &pos, &track), {0, 1, 2}, "ANStartAnnoTrack");
+    ExpectOneOf(Seen("ANStartAnnoTextTrack", ANStartAnnoTextTrack(hDoc, &text)), {0, ANERR_NOMEMORY},
+                "ANStartAnnoTextTrack");
+    gTrace->TextTrack("the AnnoTextTrack after ANStartAnnoTextTrack", text);
+    ExpectOneOf(Seen("ANStartAnnoTrack", ANStartAnnoTrack(hDoc, &pos, &track)), {0, 1, 2}, "ANStartAnnoTrack");
+    gTrace->Track("the AnnoTrackInfo after ANStartAnnoTrack", track);
     for (uint32_t steps = in.Below(64); steps > 0; --steps) {
-        Expect(ANTrackAnno(hDoc, &pos, &track) <= 0x3F, "ANTrackAnno bits");
+        Expect(Seen("ANTrackAnno", ANTrackAnno(hDoc, &pos, &track)) <= 0x3F, "ANTrackAnno bits");
+        gTrace->Track("the AnnoTrackInfo after ANTrackAnno", track);
         uint16_t c = 0;
-        ExpectOneOf(ANGetAnnoText(hDoc, &text, &pos, &c),
+        ExpectOneOf(Seen("ANGetAnnoText", ANGetAnnoText(hDoc, &text, &pos, &c)),
                     {ANNO_INSERTTEXT, ANNO_INSERTPARABREAK, ANERR_NOTFOUND, ANERR_NOMEMORY, ANERR_BADPARAM,
                      ANERR_NOANNODATA, kInjected},
                     "ANGetAnnoText");
+        gTrace->Word("the character ANGetAnnoText gave", c);
+        gTrace->TextTrack("the AnnoTextTrack after ANGetAnnoText", text);
         AnnoPos next{};
-        const uint32_t stepped = ANNextPos(hDoc, &pos, &next);
+        const uint32_t stepped = Seen("ANNextPos", ANNextPos(hDoc, &pos, &next));
+        gTrace->Pos("the position ANNextPos gave", next);
         ExpectOneOf(stepped, {0, ANERR_NOTFOUND, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANNextPos");
         if (stepped != 0) break;
         if (ANCompPos(&pos, &next) >= 0) {
@@ -223,8 +268,10 @@ void Walk(World& world, Input& in, uint32_t doc) {
         }
         pos = next;
     }
-    ANEndAnnoTrack(hDoc, &track);
-    ANEndAnnoTextTrack(hDoc, &text);
+    Seen("ANEndAnnoTrack", ANEndAnnoTrack(hDoc, &track));
+    gTrace->Track("the AnnoTrackInfo after ANEndAnnoTrack", track);
+    Seen("ANEndAnnoTextTrack", ANEndAnnoTextTrack(hDoc, &text));
+    gTrace->TextTrack("the AnnoTextTrack after ANEndAnnoTextTrack", text);
 }
 
 void Query(World& world, Input& in, uint32_t doc, uint8_t what) {
@@ -236,23 +283,28 @@ void Query(World& world, Input& in, uint32_t doc, uint8_t what) {
         info.matchId = in.Word();
         info.pos = world.Position(in, doc);
         info.foundEnd = world.Position(in, doc);
-        ExpectOneOf(ANFindAnno(hDoc, static_cast<uint16_t>(in.Word()), &info),
+        ExpectOneOf(Seen("ANFindAnno", ANFindAnno(hDoc, static_cast<uint16_t>(in.Word()), &info)),
                     {0, ANERR_NOTFOUND, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANFindAnno");
+        gTrace->Bytes("the filled AnnoFindInfo", &info, sizeof info);
     } else if (what == 1) {
         AnnoMapPosition request{in.Byte() > 240 ? in.Word() : 28, in.Below(5), world.Position(in, doc), in.Below(300)};
-        ExpectOneOf(ANMapPosition(hDoc, &request),
+        ExpectOneOf(Seen("ANMapPosition", ANMapPosition(hDoc, &request)),
                     {0, ANERR_NOMEMORY, ANERR_BADPARAM, ANERR_NOANNODATA, ANERR_NOTFOUND, kInjected}, "ANMapPosition");
+        gTrace->Bytes("the filled AnnoMapPosition", &request, sizeof request);
     } else if (what == 2) {
         const AnnoPos pos = world.Position(in, doc);
         const uint32_t event = in.Byte() % 40;
-        ExpectOneOf(ANAnnoEvent(hDoc, event, static_cast<uint16_t>(in.Byte() > 200 ? in.Word() : in.Below(24)), &pos),
-                    {0, kCallbackAnswer}, "ANAnnoEvent");
+        const auto startNode = static_cast<uint16_t>(in.Byte() > 200 ? in.Word() : in.Below(24));
+        ExpectOneOf(Seen("ANAnnoEvent", ANAnnoEvent(hDoc, event, startNode, &pos)), {0, kCallbackAnswer},
+                    "ANAnnoEvent");
     } else {
         AnnoPos pos = world.Position(in, doc), next{};
-        ExpectOneOf(ANNextAnnoTextPos(hDoc, &pos, &next), {0, ANERR_NOTFOUND, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected},
-                    "ANNextAnnoTextPos");
-        ExpectOneOf(ANNextChunkerPos(hDoc, &pos, &next), {0, ANERR_NOTFOUND, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected},
-                    "ANNextChunkerPos");
+        ExpectOneOf(Seen("ANNextAnnoTextPos", ANNextAnnoTextPos(hDoc, &pos, &next)),
+                    {0, ANERR_NOTFOUND, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANNextAnnoTextPos");
+        gTrace->Pos("the position ANNextAnnoTextPos gave", next);
+        ExpectOneOf(Seen("ANNextChunkerPos", ANNextChunkerPos(hDoc, &pos, &next)),
+                    {0, ANERR_NOTFOUND, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANNextChunkerPos");
+        gTrace->Pos("the position ANNextChunkerPos gave", next);
     }
 }
 
@@ -261,14 +313,15 @@ void Styles(World& world, Input& in, uint32_t doc) {
     if (in.Byte() > 240) style.size = in.Word();
     const uint32_t hDoc = world.Handle(in, doc);
     if (in.Byte() % 2 == 0) {
-        ExpectOneOf(ANAddHiliteStyle(hDoc, &style), {0, ANERR_NOMEMORY, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected},
-                    "ANAddHiliteStyle");
+        ExpectOneOf(Seen("ANAddHiliteStyle", ANAddHiliteStyle(hDoc, &style)),
+                    {0, ANERR_NOMEMORY, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANAddHiliteStyle");
     } else {
-        ExpectOneOf(ANAddGlobalHiliteStyle(world.hStyles, &style), {0, ANERR_NOMEMORY, ANERR_BADPARAM},
-                    "ANAddGlobalHiliteStyle");
+        ExpectOneOf(Seen("ANAddGlobalHiliteStyle", ANAddGlobalHiliteStyle(world.hStyles, &style)),
+                    {0, ANERR_NOMEMORY, ANERR_BADPARAM}, "ANAddGlobalHiliteStyle");
     }
     HiliteStyle read{};
-    ExpectOneOf(ANGetHiliteStyle(hDoc, in.Below(12), &read), {0, 1}, "ANGetHiliteStyle");
+    ExpectOneOf(Seen("ANGetHiliteStyle", ANGetHiliteStyle(hDoc, in.Below(12), &read)), {0, 1}, "ANGetHiliteStyle");
+    gTrace->Bytes("the HiliteStyle ANGetHiliteStyle filled", &read, sizeof read);
 }
 
 // One call, as the input's next bytes say.
@@ -282,19 +335,20 @@ Outcome Call(World& world, Input& in, uint32_t doc, uint8_t op) {
             Outcome outcome{Outcome::kClear, world.DocOf(hDoc)};
             outcome.flags = static_cast<uint16_t>(in.Byte() << 8);
             outcome.value = in.Byte() > 128 ? in.Word() : in.Below(4);
-            ExpectOneOf(ANClearAnnos(hDoc, outcome.flags, outcome.value),
+            ExpectOneOf(Seen("ANClearAnnos", ANClearAnnos(hDoc, outcome.flags, outcome.value)),
                         {0, ANERR_NOMEMORY, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected, kCallbackAnswer}, "ANClearAnnos");
             return outcome;
         }
         case 4: {
             const uint32_t hDest = world.Handle(in, doc);
-            ExpectOneOf(ANCopyAnnos(hDest, world.Handle(in, in.Byte() % 2)), {0, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected},
-                        "ANCopyAnnos");
+            ExpectOneOf(Seen("ANCopyAnnos", ANCopyAnnos(hDest, world.Handle(in, in.Byte() % 2))),
+                        {0, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANCopyAnnos");
             return Outcome{Outcome::kCopy, world.DocOf(hDest)};
         }
         case 5: {
             const uint32_t hDoc = world.Handle(in, doc);
-            ExpectOneOf(ANBuildAnnos(hDoc), {0, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected}, "ANBuildAnnos");
+            ExpectOneOf(Seen("ANBuildAnnos", ANBuildAnnos(hDoc)), {0, ANERR_BADPARAM, ANERR_NOANNODATA, kInjected},
+                        "ANBuildAnnos");
             return Outcome{Outcome::kCopy, world.DocOf(hDoc)};
         }
         case 6: Walk(world, in, doc); break;
@@ -303,7 +357,8 @@ Outcome Call(World& world, Input& in, uint32_t doc, uint8_t op) {
         case 9: Styles(world, in, doc); break;
         case 10: {
             const bool set = in.Byte() % 2 == 0;
-            const uint32_t result = ANSetCallback(world.docs[doc], set ? &CallbackAnswer : nullptr, kCallbackAnswer);
+            const uint32_t result =
+                Seen("ANSetCallback", ANSetCallback(world.docs[doc], set ? &CallbackAnswer : nullptr, kCallbackAnswer));
             ExpectOneOf(result, {0, ANERR_NOANNODATA, kInjected}, "ANSetCallback");
             if (result == 0) world.heard[doc] = set;
             break;
@@ -313,12 +368,13 @@ Outcome Call(World& world, Input& in, uint32_t doc, uint8_t op) {
             // state without freeing it, so it runs only on a document that
             // has none: a take-down that failed (or could not lock the state
             // and kept it attached) leaves the state in place.
-            ExpectOneOf(ANDeInit(world.docs[doc]), {0, ANERR_NOMEMORY, kInjected}, "ANDeInit");
+            ExpectOneOf(Seen("ANDeInit", ANDeInit(world.docs[doc])), {0, ANERR_NOMEMORY, kInjected}, "ANDeInit");
             Disarm();
             uint32_t hState = 0;
             if (annotation::GetAnnoFromDoc(world.docs[doc], &hState) == ANERR_NOANNODATA) {
                 ArmFailure(in);
-                const uint32_t result = ANInit(world.docs[doc], world.hStyles, &CallbackAnswer, kCallbackAnswer);
+                const uint32_t result =
+                    Seen("ANInit", ANInit(world.docs[doc], world.hStyles, &CallbackAnswer, kCallbackAnswer));
                 ExpectOneOf(result, {0, ANERR_NOMEMORY, kInjected}, "ANInit");
                 if (result == 0) world.heard[doc] = true;
             }
@@ -364,12 +420,19 @@ void Check(const char* what, const ::testing::AssertionResult& result, uint8_t o
     Fail(what, 0);
 }
 
+const char* const kCallNames[12] = {"an add", "an add", "an add", "ANClearAnnos", "ANCopyAnnos", "ANBuildAnnos",
+                                    "a walk", "a query", "a query", "hilite styles", "ANSetCallback",
+                                    "ANDeInit and ANInit"};
+
 // One call, as the input's next bytes say, and the checks after it.
 void Step(World& world, Input& in, int stepNumber) {
     const uint32_t doc = in.Byte() % 2;
     const uint8_t op = in.Byte() % 12;
+    gTrace->BeginCall(kCallNames[op]);
     fuzz_model::Nodes before[2];
-    for (uint32_t d = 0; d < 2; ++d) before[d] = testing_support::ListedNodes(world.docs[d]);
+    if (gIndexed) {
+        for (uint32_t d = 0; d < 2; ++d) before[d] = testing_support::ListedNodes(world.docs[d]);
+    }
     gReported.clear();
     ArmFailure(in);
     const Outcome outcome = Call(world, in, doc, op);
@@ -379,6 +442,13 @@ void Step(World& world, Input& in, int stepNumber) {
     }
     Expect(ENMemLockedBlocks() == 0, "a block was left locked", ENMemLockedBlocks());
     Expect(ENModuleDataLocked() == 0, "module data was left locked");
+    gTrace->ListBlock("the list block of document 0", world.docs[0]);
+    gTrace->ListBlock("the list block of document 1", world.docs[1]);
+    if (!gTrace->difference().empty()) {
+        std::fprintf(stderr, "api_fuzzer: with the list index, %s\n", gTrace->difference().c_str());
+        Fail("the runs with and without the list index differ at call", static_cast<uint32_t>(stepNumber) + 1);
+    }
+    if (!gIndexed) return;
     for (uint32_t d = 0; d < 2; ++d) {
         Check("list unsound", testing_support::ListIsSound(world.docs[d]), op, before[d], before[d]);
         const fuzz_model::Nodes after = testing_support::ListedNodes(world.docs[d]);
@@ -395,9 +465,11 @@ void Step(World& world, Input& in, int stepNumber) {
     }
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+// One run of the input, with the list index answering or not.
+void RunInput(const uint8_t* data, size_t size, bool indexed, testing_support::ApiTrace& runTrace) {
+    annotation::SetListIndexEnabled(indexed);
+    gIndexed = indexed;
+    gTrace = &runTrace;
     ENMemSetStrict(1);
     Disarm();
     const uint32_t liveAtStart = ENMemLiveBlocks();
@@ -425,5 +497,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Expect(ENOpenSecondDocs() == 0 && ENOpenContents() == 0, "a second opening was left open");
     Expect(ENMemMisuse() == misuseAtStart, "a handle was misused", ENMemMisuse() - misuseAtStart);
     Expect(ENMemLiveBlocks() == liveAtStart, "blocks leaked", ENMemLiveBlocks() - liveAtStart);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    // With API_FUZZER_TRACE set, a difference names the byte, not only the
+    // record.
+    const bool keepBytes = std::getenv("API_FUZZER_TRACE") != nullptr;
+    testing_support::ApiTrace walks(nullptr, keepBytes);
+    RunInput(data, size, false, walks);
+    testing_support::ApiTrace indexed(&walks, keepBytes);
+    RunInput(data, size, true, indexed);
+    if (!indexed.Finish().empty()) {
+        std::fprintf(stderr, "api_fuzzer: with the list index, %s\n", indexed.difference().c_str());
+        Fail("the runs with and without the list index differ", 0);
+    }
+    gTrace = nullptr;
     return 0;
 }

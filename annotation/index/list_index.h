@@ -1,0 +1,104 @@
+// The list index: a cache beside a document's annotation list that lets the
+// position questions find their place without walking the list from an end.
+//
+// It is not state. It lives in ordinary heap memory (IndexHeapAlloc in
+// annotation/heap.h), reached from AnnoDocInfo::index, and holds copies of
+// the nodes' positions in list order with what the questions derive from
+// them. Every answer it gives is the answer of the list walk it stands in
+// for; where it cannot be sure of that (the list is not in start order, the
+// heap refused memory, the list changed in a way the index does not follow)
+// the caller walks the list as before. Dropping it is always safe; it is
+// rebuilt, in one walk of the list, when next asked.
+//
+// Memory: 52 bytes per listed node, 16 more per insert node, and a fixed
+// part of about 9 KB per document (mostly the hidden ranges added since the
+// last build), held until ANDeInit.
+//
+// Which changes it follows: an add that only links one new node (no merge
+// into a hidden neighbour, no inserted-text rule) keeps the index, which
+// then knows the new node only by its place in the list and, for hidden
+// ranges, by a copy kept aside; the questions that need every node in the
+// copies rebuild first. Every other change drops it: removals, merges,
+// inserted text, and the list's own end.
+#ifndef ANNOTATION_INDEX_LIST_INDEX_H
+#define ANNOTATION_INDEX_LIST_INDEX_H
+
+#include <cstdint>
+
+#include "annotation/annotation.h"
+
+namespace annotation {
+
+struct AnnoDocInfo;
+struct AnnoList;
+struct ListIndex;
+
+// For tests: false makes every question walk the list (the reference path)
+// and drops no index that exists; true (the default) lets the index answer.
+// A plain global, set from one thread while no call runs.
+void SetListIndexEnabled(bool enabled) noexcept;
+bool ListIndexEnabled() noexcept;
+
+// How current the copies must be for a question.
+enum class IndexUse {
+    kAddsKept,  // nodes added since the build may be missing from the copies
+    kComplete,  // every listed node must be in the copies
+};
+
+// The document's index, ready to answer for `list` (locked by the caller and
+// named by info.hAnnoList), or null: switched off, or no memory for it, or
+// (kAddsKept) not worth building yet: the caller walks, and says how far
+// with NoteListWalked.
+ListIndex* ReadyIndex(AnnoDocInfo& info, AnnoList& list, IndexUse use) noexcept;
+
+// Whether the nodes' starts never decrease along the list, by the position
+// order; most fast answers need it.
+bool InStartOrder(const ListIndex& index) noexcept;
+
+// The last node in list order whose start is not after `pos`, among the
+// copies (kAddsKept: a node added since may follow it with such a start
+// too). kNoSlot when none. Only in start order.
+uint16_t LastStartNotAfter(const ListIndex& index, const AnnoPos& pos) noexcept;
+
+// Whether a hide-text node (and, with `breaksCount`, a hidden-paragraph-break
+// node) covers pos: start <= pos < end. Counts the added hidden ranges too.
+// Only in start order.
+bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount) noexcept;
+
+// The first node in list order that starts after pos or ends at or after it
+// (kNoSlot: none). Only in start order, kComplete.
+uint16_t FirstNotBefore(const ListIndex& index, const AnnoPos& pos) noexcept;
+
+// The first node in list order that ends after pos, when it starts at or
+// before pos (kNoSlot: none). Only in start order, kComplete.
+uint16_t FirstCovering(const ListIndex& index, const AnnoPos& pos) noexcept;
+
+// The answer at pos of a walk over the anchors that hold inserted text.
+enum class AnchorAnswer { kUnknown, kNone, kFound };
+
+// The first node in list order at pos's anchor (its itemId and subItemId):
+// kFound with its slot, kNone when no node is there, kUnknown when the
+// nodes' anchors are not in order. kComplete.
+AnchorAnswer FirstAtAnchor(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept;
+
+// The step of ANNextAnnoTextPos from `from`: kFound with `next`, kNone, or
+// kUnknown when the anchors of the insert nodes are not in order. Remembers
+// where it answered, so that a walk through the document in order costs a
+// comparison or two a step. kComplete.
+AnchorAnswer NextTextPosition(ListIndex& index, const AnnoPos& from, AnnoPos& next) noexcept;
+
+// After an add linked `slot` and changed no other node.
+void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept;
+
+// After a walk that the index could not spare an add: `steps` nodes.
+void NoteListWalked(AnnoDocInfo& info, uint32_t steps) noexcept;
+
+// After any other change of the list, or when the list goes.
+void DropListIndex(AnnoDocInfo& info) noexcept;
+
+// Frees the index (ANDeInit).
+void FreeListIndex(AnnoDocInfo& info) noexcept;
+
+}  // namespace annotation
+
+#endif

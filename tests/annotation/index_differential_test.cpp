@@ -1,0 +1,334 @@
+// The list index changes nothing a caller sees. For each seed a random
+// sequence of calls runs on two documents: adds of every kind (inserted text
+// at document positions and inside existing inserted text), removals that
+// join and split texts and renumber their positions, copies, building,
+// finding in every mode, stepping, tracking, reading inserted text, position
+// mapping, pointer events and the hidden-text questions, with engine
+// allocations failing now and then. The sequence runs twice: first with every
+// question walking the list (the reference), then with the index answering
+// and its heap refusing memory now and then. Both runs must record the same
+// trace (support/api_trace.h): every result, every filled record, what the
+// callback heard and, after each call, both list blocks byte for byte; every
+// few calls a whole layout pass over a document is recorded as well.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "annotation/heap.h"
+#include "annotation/index/list_index.h"
+#include "annotation/positions/list_queries.h"
+#include "engine/engine.h"
+#include "support/adding.h"
+#include "support/annotation_fixture.h"
+#include "support/api_trace.h"
+
+namespace {
+
+using namespace testing_support;
+
+const char* const kDocuments[2] = {
+    "The first paragraph has {mark 0x81000000}some marked{/mark 0x81000000} words in it\n"
+    "A second{item 8} paragraph with an object{item 240} and more text\n"
+    "{chunk}Chunk two starts {mark 0x82000000}here, and the mark{/mark 0x82000000} ends there\n"
+    "{section}A section of its own{item 241}, short\n\nLast line of the text\n",
+    "Other document\n{mark 0x84000010}x{/mark 0x84000010}y{item 241}z and a tail\n{chunk}Second chunk, one line\n",
+};
+
+constexpr uint32_t kUserIds[] = {1, 2, 3, 6, 0x11, 0x80000001};
+constexpr uint32_t kStyles[] = {0x12, 0x3A, ANHILITE_BYSTYLE | 1, ANHILITE_BYSTYLE | 2, ANHILITE_NOCOLOR1 | 0x05};
+constexpr uint32_t kSeeds = 40;
+constexpr int kCalls = 150;
+constexpr int kLayoutPassEvery = 30;
+
+// The index switch back on and every failure disarmed, however the test ends.
+struct IndexSwitchGuard {
+    IndexSwitchGuard() = default;
+    IndexSwitchGuard(const IndexSwitchGuard&) = delete;
+    IndexSwitchGuard& operator=(const IndexSwitchGuard&) = delete;
+    ~IndexSwitchGuard() {
+        annotation::SetListIndexEnabled(true);
+        annotation::SetIndexHeapFailAfter(-1);
+        ENFailAllocAfter(-1);
+    }
+};
+
+class IndexDifferential : public AnnotationTest {
+protected:
+    // Runs the seed's sequence once, recording it in `trace`.
+    void Run(uint32_t seed, bool indexed, ApiTrace& trace) {
+        annotation::SetListIndexEnabled(indexed);
+        rng_.seed(seed);
+        trace_ = &trace;
+        log_.reply = 7;  // what ANClearAnnos and ANAnnoEvent give after a callback
+        for (uint32_t d = 0; d < 2; ++d) {
+            docs_[d] = AttachDoc(kDocuments[d], 0, &CallbackLog::Callback, log_.data());
+            positions_[d].clear();
+            for (AnnoPos pos{0, 0, 0, 0}, next{}; positions_[d].size() < 1000; pos = next) {
+                positions_[d].push_back(pos);
+                if (ANNextChunkerPos(docs_[d], &pos, &next) != 0) break;
+            }
+            // Inserted text gathers at a few anchors, so that texts join,
+            // split and are added to at their text positions.
+            anchors_[d].clear();
+            for (int i = 0; i < 4; ++i) anchors_[d].push_back(positions_[d][1 + Below(positions_[d].size() - 1)]);
+        }
+        for (const HiliteStyle& style :
+             {HiliteStyle{28, 1, ANHS_COLOR1ON, 0xFF, 0, 3, 4, 0},
+              HiliteStyle{28, 2, ANHS_COLOR1ON | ANHS_COLOR2ON | ANHS_EXTRAON, 0xFF00, 0xFF, 1, 2, 9}}) {
+            EXPECT_EQ(ANAddHiliteStyle(docs_[0], &style), 0u);
+        }
+        for (int call = 1; call <= kCalls; ++call) {
+            const uint32_t doc = Below(4) == 0 ? 1 : 0;
+            // Engine failures hit both runs alike; the index's heap fails in
+            // the indexed run only, and stays armed until it fires.
+            const bool failEngine = Below(8) == 0;
+            const int32_t engineAfter = static_cast<int32_t>(Below(4));
+            const bool failIndex = Below(4) == 0;
+            const int32_t indexAfter = static_cast<int32_t>(Below(3));
+            if (indexed && failIndex) annotation::SetIndexHeapFailAfter(indexAfter);
+            if (failEngine) ENFailAllocAfter(engineAfter);
+            OneCall(doc);
+            ENFailAllocAfter(-1);
+            for (const Heard& heard : log_.heard) {
+                const void* record = heard.code == 3 ? static_cast<const void*>(&heard.event) : &heard.record;
+                trace.Callback(heard.code, heard.arg, record);
+            }
+            log_.heard.clear();
+            trace.ListBlock("the list block of document 0", docs_[0]);
+            trace.ListBlock("the list block of document 1", docs_[1]);
+            if (call % kLayoutPassEvery == 0) LayoutPass(docs_[(call / kLayoutPassEvery) % 2]);
+        }
+        for (const uint32_t hDoc : docs_) {
+            DetachDoc(hDoc);
+            CloseDoc(hDoc);
+        }
+    }
+
+private:
+    uint32_t Below(size_t bound) { return static_cast<uint32_t>(rng_() % bound); }
+    template <typename T, size_t N>
+    T Among(const T (&values)[N]) {
+        return values[Below(N)];
+    }
+
+    AnnoPos Position(uint32_t doc) {
+        const AnnoPos& anchor = anchors_[doc][Below(anchors_[doc].size())];
+        switch (Below(8)) {
+            case 0:
+            case 1: return TextPos(anchor.itemId, anchor.subItemId, Below(10));
+            case 2: return anchor;
+            case 3: return AnnoPos{positions_[doc][Below(positions_[doc].size())].itemId, 0xFFFFFFFF, 0, 0};
+            default: return positions_[doc][Below(positions_[doc].size())];
+        }
+    }
+
+    // Mostly in order and at most a few lines long; now and then backwards,
+    // which the module puts right.
+    void Range(uint32_t doc, AnnoPos& start, AnnoPos& end) {
+        const std::vector<AnnoPos>& positions = positions_[doc];
+        const size_t first = Below(positions.size());
+        start = Below(4) == 0 ? Position(doc) : positions[first];
+        end = Below(4) == 0 ? Position(doc) : positions[std::min(positions.size() - 1, first + Below(80))];
+        if (ANCompPos(&start, &end) > 0 && Below(8) != 0) std::swap(start, end);
+    }
+
+    void OneCall(uint32_t doc) {
+        const uint32_t hDoc = docs_[doc];
+        ApiTrace& trace = *trace_;
+        const uint32_t userId = Among(kUserIds);
+        AnnoPos start{}, end{};
+        switch (Below(20)) {
+            case 0:
+            case 1: {
+                trace.BeginCall("ANAddAnno hilite");
+                Range(doc, start, end);
+                const HiliteTextAnno anno{sizeof anno, userId, start, end, Below(64), Below(3), 0, 0, Among(kStyles)};
+                trace.Word("result", ANAddAnno(hDoc, ANNO_HILITETEXT, &anno));
+                break;
+            }
+            case 2: {
+                trace.BeginCall("ANAddAnno icon or bitmap");
+                start = Position(doc);
+                const uint16_t kind = Below(2) == 0 ? ANNO_INSERTICON : ANNO_INSERTBITMAP;
+                const InsertIconAnno anno{sizeof anno, userId, start, start, Below(64), 0, 0, 0, Below(100)};
+                trace.Word("result", ANAddAnno(hDoc, kind, &anno));
+                break;
+            }
+            case 3:
+                trace.BeginCall("ANAddAnno hidden text");
+                Range(doc, start, end);
+                trace.Word("result", AddHide(hDoc, userId, start, end, Below(3)));
+                break;
+            case 4:
+            case 5:
+            case 6: {
+                trace.BeginCall("ANAddAnno inserted text");
+                const std::u16string text(1 + Below(6), static_cast<char16_t>(u'a' + Below(26)));
+                trace.Word("result", AddText(hDoc, userId, Position(doc), text, Below(3)));
+                break;
+            }
+            case 7:
+                trace.BeginCall("ANAddAnno paragraph break");
+                trace.Word("result", AddBreak(hDoc, userId, Position(doc),
+                                              Below(3) == 0 ? ANNO_HIDEPARABREAK : ANNO_INSERTPARABREAK));
+                break;
+            case 8:
+            case 9: {
+                trace.BeginCall("ANClearAnnos");
+                constexpr uint16_t kFlags[] = {0, ANMATCH_ALLBITS, ANMATCH_USERID, ANMATCH_ALLBITS | ANMATCH_USERID,
+                                               0x4000};
+                trace.Word("result", ANClearAnnos(hDoc, Among(kFlags), Below(3) == 0 ? Below(3) : userId));
+                break;
+            }
+            case 10:
+                if (Below(2) == 0) {
+                    trace.BeginCall("ANCopyAnnos");
+                    trace.Word("result", ANCopyAnnos(hDoc, docs_[Below(2)]));
+                } else {
+                    trace.BeginCall("ANBuildAnnos");
+                    trace.Word("result", ANBuildAnnos(hDoc));
+                }
+                break;
+            case 11:
+            case 12: {
+                trace.BeginCall("ANFindAnno");
+                constexpr uint32_t kMatch[] = {0, ANMATCH_ALLBITS, ANMATCH_USERID, ANMATCH_ALLBITS | ANMATCH_USERID};
+                AnnoFindInfo info{};
+                info.size = sizeof info;
+                info.searchFlags = Below(8) | Among(kMatch);
+                info.matchId = Below(3) == 0 ? Below(3) : userId;
+                info.pos = Position(doc);
+                info.foundEnd = Position(doc);
+                trace.Word("result", ANFindAnno(hDoc, static_cast<uint16_t>(Below(2) * ANFIND_AFTERFOUND), &info));
+                trace.Bytes("the filled AnnoFindInfo", &info, sizeof info);
+                break;
+            }
+            case 13: {
+                trace.BeginCall("ANNextPos, ANNextAnnoTextPos, ANNextChunkerPos");
+                const AnnoPos pos = Position(doc);
+                AnnoPos next{};
+                trace.Word("ANNextPos", ANNextPos(hDoc, &pos, &next));
+                trace.Pos("the position ANNextPos gave", next);
+                trace.Word("ANNextAnnoTextPos", ANNextAnnoTextPos(hDoc, &pos, &next));
+                trace.Pos("the position ANNextAnnoTextPos gave", next);
+                trace.Word("ANNextChunkerPos", ANNextChunkerPos(hDoc, &pos, &next));
+                trace.Pos("the position ANNextChunkerPos gave", next);
+                break;
+            }
+            case 14: {
+                // Part of a layout pass, from anywhere.
+                trace.BeginCall("ANStartAnnoTrack, ANTrackAnno, ANEndAnnoTrack");
+                AnnoPos pos = Position(doc);
+                AnnoTrackInfo info{};
+                trace.Word("ANStartAnnoTrack", ANStartAnnoTrack(hDoc, &pos, &info));
+                trace.Track("the record after ANStartAnnoTrack", info);
+                for (uint32_t steps = Below(12); steps > 0; --steps) {
+                    trace.Word("ANTrackAnno", ANTrackAnno(hDoc, &pos, &info));
+                    trace.Track("the record after ANTrackAnno", info);
+                    const uint32_t stepped = ANNextPos(hDoc, &pos, &pos);
+                    trace.Word("ANNextPos", stepped);
+                    trace.Pos("the position ANNextPos gave", pos);
+                    if (stepped != 0) break;
+                }
+                trace.Word("ANEndAnnoTrack", ANEndAnnoTrack(hDoc, &info));
+                trace.Track("the record after ANEndAnnoTrack", info);
+                break;
+            }
+            case 15: {
+                trace.BeginCall("ANStartAnnoTextTrack, ANGetAnnoText, ANEndAnnoTextTrack");
+                AnnoTextTrack track{};
+                trace.Word("ANStartAnnoTextTrack", ANStartAnnoTextTrack(hDoc, &track));
+                trace.TextTrack("the record after ANStartAnnoTextTrack", track);
+                for (uint32_t reads = 1 + Below(5); reads > 0; --reads) {
+                    const AnnoPos pos = Position(doc);
+                    uint16_t c = 0xFFFF;
+                    trace.Word("ANGetAnnoText", ANGetAnnoText(hDoc, &track, &pos, &c));
+                    trace.Word("the character ANGetAnnoText gave", c);
+                    trace.TextTrack("the record after ANGetAnnoText", track);
+                }
+                trace.Word("ANEndAnnoTextTrack", ANEndAnnoTextTrack(hDoc, &track));
+                trace.TextTrack("the record after ANEndAnnoTextTrack", track);
+                break;
+            }
+            case 16: {
+                trace.BeginCall("ANMapPosition");
+                AnnoMapPosition request{sizeof request, Below(4), Position(doc), Below(350)};
+                trace.Word("result", ANMapPosition(hDoc, &request));
+                trace.Bytes("the filled AnnoMapPosition", &request, sizeof request);
+                break;
+            }
+            case 17:
+            case 18: {
+                trace.BeginCall("ANAnnoEvent");
+                constexpr uint32_t kEvents[] = {ANEVENT_HIT1,  ANEVENT_HIT2,  ANEVENT_MOVE,
+                                                ANEVENT_MOVE,  ANEVENT_HIT32, ANEVENT_ENTER};
+                const AnnoPos pos = Position(doc);
+                const auto startNode = static_cast<uint16_t>(Below(3) == 0 ? 0xFFFF : Below(24));
+                trace.Word("result", ANAnnoEvent(hDoc, Among(kEvents), startNode, &pos));
+                break;
+            }
+            default: {
+                trace.BeginCall("IsPositionHidden, IsTextHidden");
+                const AnnoPos pos = Position(doc);
+                trace.Word("IsPositionHidden", annotation::IsPositionHidden(DocInfoHandle(hDoc), &pos));
+                trace.Word("IsTextHidden", annotation::IsTextHidden(DocInfoHandle(hDoc), &pos));
+                break;
+            }
+        }
+    }
+
+    // A whole layout pass from the document's start: the tracking record,
+    // the inserted character and the hidden-text answers at each position.
+    void LayoutPass(uint32_t hDoc) {
+        ApiTrace& trace = *trace_;
+        trace.BeginCall("a whole layout pass");
+        const uint32_t hInfo = DocInfoHandle(hDoc);
+        AnnoPos pos{0, 0, 0, 0};
+        AnnoTrackInfo info{};
+        AnnoTextTrack text{};
+        trace.Word("ANStartAnnoTextTrack", ANStartAnnoTextTrack(hDoc, &text));
+        const uint32_t started = ANStartAnnoTrack(hDoc, &pos, &info);
+        trace.Word("ANStartAnnoTrack", started);
+        for (int steps = 0; steps < 2000; ++steps) {
+            struct {
+                AnnoPos pos;
+                uint32_t bits, textResult, character, hidden, textHidden;
+            } at{pos, 0, 0, 0xFFFF, annotation::IsPositionHidden(hInfo, &pos), annotation::IsTextHidden(hInfo, &pos)};
+            if (started == 2) at.bits = ANTrackAnno(hDoc, &pos, &info);
+            if (pos.posType == ANPOS_ANNOTEXT) {
+                uint16_t c = 0xFFFF;
+                at.textResult = ANGetAnnoText(hDoc, &text, &pos, &c);
+                at.character = c;
+            }
+            trace.Bytes("the answers at a position", &at, sizeof at);
+            trace.Track("the tracking record there", info);
+            if (ANNextPos(hDoc, &pos, &pos) != 0) break;
+        }
+        trace.Word("ANEndAnnoTrack", ANEndAnnoTrack(hDoc, &info));
+        trace.Word("ANEndAnnoTextTrack", ANEndAnnoTextTrack(hDoc, &text));
+    }
+
+    std::mt19937 rng_;
+    ApiTrace* trace_ = nullptr;
+    CallbackLog log_;
+    uint32_t docs_[2] = {};
+    std::vector<AnnoPos> positions_[2];
+    std::vector<AnnoPos> anchors_[2];
+};
+
+TEST_F(IndexDifferential, RandomCallSequencesSeeTheSameWithAndWithoutTheIndex) {
+    const IndexSwitchGuard guard;
+    for (uint32_t seed = 1; seed <= kSeeds; ++seed) {
+        ApiTrace walks;
+        Run(seed, false, walks);
+        ApiTrace indexed(&walks);
+        Run(seed, true, indexed);
+        ASSERT_TRUE(indexed.Finish().empty()) << "seed " << seed << ": with the index, " << indexed.difference();
+    }
+}
+
+}  // namespace
