@@ -230,19 +230,26 @@ bool Build(ListIndex& index, AnnoList& list) {
     return true;
 }
 
-// The number of entries whose start is not after pos: in start order, the
-// nodes a walk from the head meets before the first start after pos.
-uint32_t StartsNotAfter(const ListIndex& index, const AnnoPos& pos) {
-    auto [low, high] = RangeOfItem(index, pos.itemId);
+// The first i in [low, high) at which `passes` holds, or high; `passes`
+// holds from some point on and never stops holding after it.
+template <typename Passes>
+uint32_t FirstPassing(uint32_t low, uint32_t high, Passes&& passes) {
     while (low < high) {
         const uint32_t mid = low + (high - low) / 2;
-        if (ComparePositions(index.starts[mid], pos) <= 0) {
-            low = mid + 1;
-        } else {
+        if (passes(mid)) {
             high = mid;
+        } else {
+            low = mid + 1;
         }
     }
     return low;
+}
+
+// The number of entries whose start is not after pos: in start order, the
+// nodes a walk from the head meets before the first start after pos.
+uint32_t StartsNotAfter(const ListIndex& index, const AnnoPos& pos) {
+    const auto [low, high] = RangeOfItem(index, pos.itemId);
+    return FirstPassing(low, high, [&](uint32_t i) { return ComparePositions(index.starts[i], pos) > 0; });
 }
 
 // The first entry before `limit` whose end compares to pos as `atLeast`
@@ -264,32 +271,16 @@ uint32_t FirstEndFrom(const ListIndex& index, const AnnoPos& pos, int atLeast, u
         }
         high -= step;
     }
-    while (low < high) {
-        const uint32_t mid = low + (high - low) / 2;
-        if (passes(mid)) {
-            high = mid;
-        } else {
-            low = mid + 1;
-        }
-    }
-    return low;
+    return FirstPassing(low, high, passes);
 }
 
 // The first insert entry at or after `from` (whose anchor does not come
 // before from's anchor; `after`: whose anchor comes after it).
 uint32_t FirstInsertFrom(const ListIndex& index, const AnnoPos& from, bool after) {
-    uint32_t low = 0;
-    uint32_t high = index.insertCount;
-    while (low < high) {
-        const uint32_t mid = low + (high - low) / 2;
-        const int order = CompareAnchors(index.inserts[mid], from);
-        if (order < 0 || (after && order == 0)) {
-            low = mid + 1;
-        } else {
-            high = mid;
-        }
-    }
-    return low;
+    return FirstPassing(0, index.insertCount, [&](uint32_t i) {
+        const int order = CompareAnchors(index.inserts[i], from);
+        return order > 0 || (!after && order == 0);
+    });
 }
 
 // The first insert entry whose anchor comes after from's, trying first the
@@ -368,15 +359,9 @@ uint16_t FirstCovering(const ListIndex& index, const AnnoPos& pos) noexcept {
 
 AnchorAnswer FirstAtAnchor(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
     if (!index.anchorsInOrder) return AnchorAnswer::kUnknown;
-    auto [low, high] = RangeOfItem(index, pos.itemId);
-    while (low < high) {
-        const uint32_t mid = low + (high - low) / 2;
-        if (CompareAnchors(index.starts[mid], pos) < 0) {
-            low = mid + 1;
-        } else {
-            high = mid;
-        }
-    }
+    const auto [from, to] = RangeOfItem(index, pos.itemId);
+    const uint32_t low =
+        FirstPassing(from, to, [&](uint32_t i) { return CompareAnchors(index.starts[i], pos) >= 0; });
     if (low == index.entryCount || !SameAnchor(index.starts[low], pos)) return AnchorAnswer::kNone;
     slot = index.entries[low].slot;
     return AnchorAnswer::kFound;
