@@ -1,27 +1,28 @@
 // The list index: see list_index.h.
 //
 // The copies are one array of entries in list order, built in one walk of
-// the list. Beside each node's start and end an entry holds three running
-// maxima: the entry, among the first i + 1, whose end is greatest (of every
-// node, of hidden ranges, of hidden text). In start order the nodes a walk
-// from the head meets before the first start after pos are a prefix of the
-// array, found by binary search, and the running maxima answer for that
-// prefix in one look. The insert nodes have a second array with their
+// the list. An entry holds three running maxima: the greatest end among the
+// first i + 1 nodes (of every node, of hidden ranges, of hidden text), by
+// value, so that one read answers. The nodes' slots are an array of their
+// own, small enough to stay in the cache. In start order the
+// nodes a walk from the head meets before the first start after pos are a
+// prefix of the array, found by a search over the starts' anchor keys (see
+// key_levels.h), and the running maxima answer for that prefix in one look. The insert nodes have a second array with their
 // anchors and the characters inserted before them at their anchor's
 // predecessors, so the combined text of an anchor is a difference.
 #include "annotation/index/list_index.h"
 
+#include <algorithm>
 #include <new>
 
 #include "annotation/heap.h"
+#include "annotation/index/key_levels.h"
 #include "annotation/store/anno_doc_info.h"
 #include "annotation/store/anno_list.h"
 #include "annotation/store/anno_pos.h"
 
 namespace annotation {
 namespace {
-
-constexpr uint32_t kNoEntry = 0xFFFFFFFF;
 
 // Adds kept between two builds. The questions that take added nodes into
 // account scan the hidden ranges among them, so the bound keeps that scan
@@ -32,17 +33,17 @@ bool gIndexEnabled = true;
 
 }  // namespace
 
-// The starts are an array of their own, so that the binary searches over
-// them touch as little memory as possible.
+// The least position: no position is before it, so it stands for "no end"
+// in the running maxima.
+constexpr AnnoPos kNoEnd{0, kWholeItem, ANPOS_ANNOTEXT, 0};
+
+// The starts are an array of their own, read only where anchor keys tie.
 struct IndexEntry {
-    AnnoPos end;
-    uint16_t slot;
-    uint16_t kind;
-    uint32_t greatestEnd;          // entry with the greatest end among 0..i
-    uint32_t greatestHiddenEnd;    // the same among hide-text and hidden-break nodes; kNoEntry
-    uint32_t greatestHideTextEnd;  // the same among hide-text nodes; kNoEntry
+    AnnoPos greatestEnd;          // the greatest end among the nodes 0..i
+    AnnoPos greatestHiddenEnd;    // the same among hide-text and hidden-break nodes; kNoEnd
+    AnnoPos greatestHideTextEnd;  // the same among hide-text nodes; kNoEnd
 };
-static_assert(sizeof(IndexEntry) == 32, "an entry is 32 bytes, and its start 16 more");
+static_assert(sizeof(IndexEntry) == 48, "an entry is 48 bytes; its start, slot and two keys about 35 more");
 
 struct InsertEntry {
     uint32_t itemId;
@@ -70,15 +71,14 @@ struct ListIndex {
     uint16_t tail = kNoSlot;
     AnnoPos* starts = nullptr;
     uint32_t startCapacity = 0;
-    // With the starts' itemIds in order: bucket b holds the first entry
-    // whose itemId is at least firstItem + b * bucketWidth, so that a search
-    // by position begins among the few entries of one bucket.
-    uint32_t* buckets = nullptr;
-    uint32_t bucketCount = 0;  // 0: no buckets
-    uint32_t bucketCapacity = 0;
-    uint32_t firstItem = 0;
-    uint64_t bucketWidth = 1;
+    // The anchor keys of the starts, when the anchors are in order, and of
+    // the running maxima of the ends, which never decrease. Without them (no
+    // memory) the searches halve the copies themselves.
+    KeyLevels startKeys;
+    KeyLevels endKeys;
     IndexEntry* entries = nullptr;
+    uint16_t* slots = nullptr;  // one per entry
+    uint32_t slotCapacity = 0;
     uint32_t entryCount = 0;
     uint32_t entryCapacity = 0;
     InsertEntry* inserts = nullptr;  // insertCount entries and one holding the total
@@ -109,6 +109,14 @@ int CompareAnchors(const InsertEntry& a, const AnnoPos& b) {
     return CompareAnchors(a.itemId, a.subItemId, b.itemId, b.subItemId);
 }
 
+// A position's anchor as one number: its itemId, then its subItemId with a
+// whole item's taken as 0. The position order and the anchor order both
+// sort by this key first, so a search by key leaves only the positions of
+// one key to compare in full.
+uint64_t AnchorKey(const AnnoPos& pos) {
+    return uint64_t{pos.itemId} << 32 | (pos.subItemId == kWholeItem ? 0u : pos.subItemId);
+}
+
 // Makes room for `needed` elements; the old contents are kept. A refused
 // allocation keeps the old array.
 template <typename T>
@@ -125,43 +133,9 @@ bool Reserve(T*& array, uint32_t& capacity, uint32_t needed) {
     return true;
 }
 
-// The running maximum after `entry` joins the one of the entries before it.
-uint32_t Greatest(const IndexEntry* entries, uint32_t before, uint32_t i) {
-    if (before == kNoEntry || ComparePositions(entries[i].end, entries[before].end) > 0) return i;
-    return before;
-}
-
-// One bucket per entry over the itemIds of the starts; without memory for
-// them, or with itemIds out of order, the searches take the whole array.
-void BuildBuckets(ListIndex& index, uint32_t n, bool itemsInOrder) {
-    index.bucketCount = 0;
-    if (n == 0 || !itemsInOrder || !Reserve(index.buckets, index.bucketCapacity, n + 1)) return;
-    index.firstItem = index.starts[0].itemId;
-    const uint64_t span = uint64_t{index.starts[n - 1].itemId} - index.firstItem + 1;
-    index.bucketWidth = (span + n - 1) / n;
-    uint32_t entry = 0;
-    for (uint32_t b = 0; b <= n; ++b) {
-        const uint64_t lowest = index.firstItem + b * index.bucketWidth;
-        while (entry < n && index.starts[entry].itemId < lowest) ++entry;
-        index.buckets[b] = entry;
-    }
-    index.bucketCount = n;
-}
-
-// The entries that can hold the first start at or after itemId `item`'s
-// first position: every entry before the range has a smaller itemId, every
-// entry after it a greater one.
-struct EntryRange {
-    uint32_t low;
-    uint32_t high;
-};
-
-EntryRange RangeOfItem(const ListIndex& index, uint32_t item) {
-    if (index.bucketCount == 0) return EntryRange{0, index.entryCount};
-    if (item < index.firstItem) return EntryRange{0, 0};
-    const uint64_t bucket = (uint64_t{item} - index.firstItem) / index.bucketWidth;
-    if (bucket >= index.bucketCount) return EntryRange{index.entryCount, index.entryCount};
-    return EntryRange{index.buckets[bucket], index.buckets[bucket + 1]};
+// The running maximum of the ends after `end` joins `before`.
+AnnoPos Greatest(const AnnoPos& before, const AnnoPos& end) {
+    return ComparePositions(end, before) > 0 ? end : before;
 }
 
 // One walk of the list fills the copies. False when memory runs out or the
@@ -169,7 +143,8 @@ EntryRange RangeOfItem(const ListIndex& index, uint32_t item) {
 bool Build(ListIndex& index, AnnoList& list) {
     index.built = false;
     if (!Reserve(index.starts, index.startCapacity, list.count) ||
-        !Reserve(index.entries, index.entryCapacity, list.count) || !Reserve(index.inserts, index.insertCapacity, 1)) {
+        !Reserve(index.entries, index.entryCapacity, list.count) || !Reserve(index.slots, index.slotCapacity, list.count) ||
+        !Reserve(index.inserts, index.insertCapacity, 1)) {
         return false;
     }
     index.inStartOrder = true;
@@ -179,28 +154,24 @@ bool Build(ListIndex& index, AnnoList& list) {
     uint32_t inserts = 0;
     uint64_t chars = 0;
     bool sound = true;
-    bool itemsInOrder = true;
     ForEachNode(list, [&](uint16_t slot, const AnnoNode& node) {
         if (n == list.count || !Reserve(index.inserts, index.insertCapacity, inserts + 2)) {
             sound = false;
             return false;
         }
-        IndexEntry* entries = index.entries;
-        IndexEntry& entry = entries[n];
+        IndexEntry& entry = index.entries[n];
         const AnnoPos& start = node.anno.start;
+        const AnnoPos& end = node.anno.end;
         index.starts[n] = start;
-        entry.end = node.anno.end;
-        entry.slot = slot;
-        entry.kind = node.kind;
-        const IndexEntry* before = n == 0 ? nullptr : &entries[n - 1];
-        entry.greatestEnd = Greatest(entries, before ? before->greatestEnd : kNoEntry, n);
-        entry.greatestHiddenEnd = before ? before->greatestHiddenEnd : kNoEntry;
-        entry.greatestHideTextEnd = before ? before->greatestHideTextEnd : kNoEntry;
-        if (IsHiddenKind(node.kind)) entry.greatestHiddenEnd = Greatest(entries, entry.greatestHiddenEnd, n);
-        if (node.kind == ANNO_HIDETEXT) entry.greatestHideTextEnd = Greatest(entries, entry.greatestHideTextEnd, n);
+        index.slots[n] = slot;
+        const IndexEntry* before = n == 0 ? nullptr : &index.entries[n - 1];
+        entry.greatestEnd = before ? Greatest(before->greatestEnd, end) : end;
+        entry.greatestHiddenEnd = before ? before->greatestHiddenEnd : kNoEnd;
+        entry.greatestHideTextEnd = before ? before->greatestHideTextEnd : kNoEnd;
+        if (IsHiddenKind(node.kind)) entry.greatestHiddenEnd = Greatest(entry.greatestHiddenEnd, end);
+        if (node.kind == ANNO_HIDETEXT) entry.greatestHideTextEnd = Greatest(entry.greatestHideTextEnd, end);
         if (before != nullptr) {
             if (ComparePositions(start, index.starts[n - 1]) < 0) index.inStartOrder = false;
-            if (start.itemId < index.starts[n - 1].itemId) itemsInOrder = false;
             if (CompareAnchors(start, index.starts[n - 1]) < 0) index.anchorsInOrder = false;
         }
         if (node.kind == ANNO_INSERTTEXT || node.kind == ANNO_INSERTPARABREAK) {
@@ -215,7 +186,10 @@ bool Build(ListIndex& index, AnnoList& list) {
         return true;
     });
     if (!sound || n != list.count) return false;
-    BuildBuckets(index, n, itemsInOrder);
+    // The keys never decrease where the anchors do not.
+    index.startKeys.Clear();
+    if (index.anchorsInOrder) index.startKeys.Build(n, [&](uint32_t i) { return AnchorKey(index.starts[i]); });
+    index.endKeys.Build(n, [&](uint32_t i) { return AnchorKey(index.entries[i].greatestEnd); });
     index.inserts[inserts] = InsertEntry{0, 0, chars};
     index.entryCount = n;
     index.insertCount = inserts;
@@ -245,33 +219,69 @@ uint32_t FirstPassing(uint32_t low, uint32_t high, Passes&& passes) {
     return low;
 }
 
+// The first entry that passes a test that holds from some entry on and
+// that the entries' anchor keys (`keys`, of their starts or of their
+// greatest ends) decide where they differ from pos's: the test fails where
+// the key is below pos's and holds where it is above. `low` is the number of
+// keys below pos's; only the entries of pos's key, few as a rule, are
+// compared in full.
+template <typename Passes>
+uint32_t FirstPassingFrom(const KeyLevels& keys, uint64_t key, uint32_t low, Passes&& passes) {
+    // Most keys are held by one entry or none: step past them, and search
+    // for the end of a longer run.
+    constexpr uint32_t kSteps = 4;
+    uint32_t high = low;
+    while (high < keys.Count() && keys.Key(high) == key && high - low < kSteps) ++high;
+    if (high - low == kSteps) high = keys.CountNotAbove(key);
+    return FirstPassing(low, high, passes);
+}
+
+// The same from the start: without the keys (no memory for them), by
+// halving the entries.
+template <typename Passes>
+uint32_t FirstPassingByKey(const ListIndex& index, const KeyLevels& keys, const AnnoPos& pos, Passes&& passes) {
+    if (!keys.Ready()) return FirstPassing(0, index.entryCount, passes);
+    const uint64_t key = AnchorKey(pos);
+    return FirstPassingFrom(keys, key, keys.CountBelow(key), passes);
+}
+
+// Whether entry i starts after pos.
+auto StartsAfter(const ListIndex& index, const AnnoPos& pos) {
+    return [&index, &pos](uint32_t i) { return ComparePositions(index.starts[i], pos) > 0; };
+}
+
+// Whether entry i's greatest end compares to pos as `atLeast` asks (>= 0 or
+// > 0).
+auto EndsFrom(const ListIndex& index, const AnnoPos& pos, int atLeast) {
+    return [&index, &pos, atLeast](uint32_t i) {
+        return ComparePositions(index.entries[i].greatestEnd, pos) >= atLeast;
+    };
+}
+
 // The number of entries whose start is not after pos: in start order, the
 // nodes a walk from the head meets before the first start after pos.
 uint32_t StartsNotAfter(const ListIndex& index, const AnnoPos& pos) {
-    const auto [low, high] = RangeOfItem(index, pos.itemId);
-    return FirstPassing(low, high, [&](uint32_t i) { return ComparePositions(index.starts[i], pos) > 0; });
+    return FirstPassingByKey(index, index.startKeys, pos, StartsAfter(index, pos));
 }
 
-// The first entry before `limit` whose end compares to pos as `atLeast`
-// asks (>= 0 or > 0), or `limit` when there is none: the first i at which
-// the running maximum of the ends passes the test. Ranges are short next to
-// a document, so the answer lies close before `limit` (the nodes that start
-// just before pos): the search gallops back from there, then halves.
-uint32_t FirstEndFrom(const ListIndex& index, const AnnoPos& pos, int atLeast, uint32_t limit) {
-    auto passes = [&](uint32_t i) {
-        return ComparePositions(index.entries[index.entries[i].greatestEnd].end, pos) >= atLeast;
-    };
-    if (limit == 0 || !passes(limit - 1)) return limit;
-    uint32_t high = limit - 1;  // passes
-    uint32_t low = 0;           // below it every entry fails, once found
-    for (uint32_t step = 1; step <= high; step *= 2) {
-        if (!passes(high - step)) {
-            low = high - step + 1;
-            break;
-        }
-        high -= step;
+// StartsNotAfter, and the first entry that passes a second test that
+// `keys` decide as FirstPassingFrom asks. The two searches run side by side.
+struct StartsAnd {
+    uint32_t startsNotAfter;
+    uint32_t firstPassing;
+};
+
+template <typename Passes>
+StartsAnd SearchStartsAnd(const ListIndex& index, const AnnoPos& pos, const KeyLevels& keys, Passes&& passes) {
+    if (!index.startKeys.Ready() || !keys.Ready()) {
+        return {StartsNotAfter(index, pos), FirstPassingByKey(index, keys, pos, passes)};
     }
-    return FirstPassing(low, high, passes);
+    const uint64_t key = AnchorKey(pos);
+    uint32_t startsLow = 0;
+    uint32_t passingLow = 0;
+    KeyLevels::CountBelowInBoth(index.startKeys, key, keys, key, startsLow, passingLow);
+    return {FirstPassingFrom(index.startKeys, key, startsLow, StartsAfter(index, pos)),
+            FirstPassingFrom(keys, key, passingLow, passes)};
 }
 
 // The first insert entry at or after `from` (whose anchor does not come
@@ -325,15 +335,14 @@ bool InStartOrder(const ListIndex& index) noexcept { return index.inStartOrder; 
 
 uint16_t LastStartNotAfter(const ListIndex& index, const AnnoPos& pos) noexcept {
     const uint32_t n = StartsNotAfter(index, pos);
-    return n == 0 ? kNoSlot : index.entries[n - 1].slot;
+    return n == 0 ? kNoSlot : index.slots[n - 1];
 }
 
 bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount) noexcept {
     const uint32_t n = StartsNotAfter(index, pos);
     if (n > 0) {
         const IndexEntry& last = index.entries[n - 1];
-        const uint32_t greatest = breaksCount ? last.greatestHiddenEnd : last.greatestHideTextEnd;
-        if (greatest != kNoEntry && ComparePositions(pos, index.entries[greatest].end) < 0) return true;
+        if (ComparePositions(pos, breaksCount ? last.greatestHiddenEnd : last.greatestHideTextEnd) < 0) return true;
     }
     for (uint32_t i = 0; i < index.rangesKept; ++i) {
         const KeptRange& range = index.ranges[i];
@@ -346,24 +355,22 @@ bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount) noex
 }
 
 uint16_t FirstNotBefore(const ListIndex& index, const AnnoPos& pos) noexcept {
-    const uint32_t startsAfter = StartsNotAfter(index, pos);
-    const uint32_t first = FirstEndFrom(index, pos, 0, startsAfter);
-    return first < index.entryCount ? index.entries[first].slot : kNoSlot;
+    const auto [startsNotAfter, firstEnd] = SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 0));
+    const uint32_t first = std::min(firstEnd, startsNotAfter);
+    return first < index.entryCount ? index.slots[first] : kNoSlot;
 }
 
 uint16_t FirstCovering(const ListIndex& index, const AnnoPos& pos) noexcept {
-    const uint32_t startsAfter = StartsNotAfter(index, pos);
-    const uint32_t endsAfter = FirstEndFrom(index, pos, 1, startsAfter);
-    return endsAfter < startsAfter ? index.entries[endsAfter].slot : kNoSlot;
+    const auto [startsNotAfter, firstEnd] = SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 1));
+    return firstEnd < startsNotAfter ? index.slots[firstEnd] : kNoSlot;
 }
 
 AnchorAnswer FirstAtAnchor(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
     if (!index.anchorsInOrder) return AnchorAnswer::kUnknown;
-    const auto [from, to] = RangeOfItem(index, pos.itemId);
     const uint32_t low =
-        FirstPassing(from, to, [&](uint32_t i) { return CompareAnchors(index.starts[i], pos) >= 0; });
+        FirstPassingByKey(index, index.startKeys, pos, [&](uint32_t i) { return CompareAnchors(index.starts[i], pos) >= 0; });
     if (low == index.entryCount || !SameAnchor(index.starts[low], pos)) return AnchorAnswer::kNone;
-    slot = index.entries[low].slot;
+    slot = index.slots[low];
     return AnchorAnswer::kFound;
 }
 
@@ -412,8 +419,8 @@ void DropListIndex(AnnoDocInfo& info) noexcept {
 void FreeListIndex(AnnoDocInfo& info) noexcept {
     if (info.index == nullptr) return;
     HeapFree(info.index->starts);
-    HeapFree(info.index->buckets);
     HeapFree(info.index->entries);
+    HeapFree(info.index->slots);
     HeapFree(info.index->inserts);
     info.index->~ListIndex();
     HeapFree(info.index);

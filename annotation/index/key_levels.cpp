@@ -1,0 +1,120 @@
+// The levels of sorted keys: see key_levels.h.
+#include "annotation/index/key_levels.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+
+#include "annotation/heap.h"
+
+namespace annotation {
+namespace {
+
+constexpr uint64_t kPadding = std::numeric_limits<uint64_t>::max();
+
+// Whole blocks for `n` keys.
+uint32_t Padded(uint32_t n) { return (n + KeyLevels::kBlock - 1) / KeyLevels::kBlock * KeyLevels::kBlock; }
+
+// Keys of one block below `key` (or not above it). A fixed count of
+// comparisons without branches, summed in four independent parts so that
+// the additions need not wait for each other.
+template <bool kOrEqual>
+uint32_t CountInBlock(const uint64_t* block, uint64_t key) {
+    auto below = [key](uint64_t k) -> uint32_t {
+        if constexpr (kOrEqual) {
+            return k <= key ? 1u : 0u;
+        } else {
+            return k < key ? 1u : 0u;
+        }
+    };
+    uint32_t part[4] = {};
+    for (uint32_t i = 0; i < KeyLevels::kBlock; i += 4) {
+        part[0] += below(block[i]);
+        part[1] += below(block[i + 1]);
+        part[2] += below(block[i + 2]);
+        part[3] += below(block[i + 3]);
+    }
+    return (part[0] + part[1]) + (part[2] + part[3]);
+}
+
+}  // namespace
+
+KeyLevels::~KeyLevels() { HeapFree(data_); }
+
+bool KeyLevels::Reserve(uint32_t n) {
+    Clear();
+    // Every level padded to whole blocks: n / 16 + n / 256 + ... more, and
+    // one block per level at most for the rounding.
+    if (n > kMaxKeys) return false;
+    const uint64_t needed = uint64_t{Padded(n)} + n / (kBlock - 1) + uint64_t{kBlock} * kMaxLevels;
+    if (needed <= capacity_) return true;
+    void* memory = IndexHeapAlloc(static_cast<size_t>(needed) * sizeof(uint64_t));
+    if (memory == nullptr) return false;
+    HeapFree(data_);
+    data_ = static_cast<uint64_t*>(memory);
+    capacity_ = static_cast<uint32_t>(needed);
+    return true;
+}
+
+void KeyLevels::FinishLevels(uint32_t n) noexcept {
+    count_ = n;
+    levels_ = 0;
+    uint32_t offset = 0;
+    uint32_t real = n;
+    for (;;) {
+        offset_[levels_++] = offset;
+        const uint32_t padded = Padded(std::max(real, 1u));
+        std::fill(data_ + offset + real, data_ + offset + padded, kPadding);
+        if (real <= kBlock) return;
+        const uint32_t upper = (real + kBlock - 1) / kBlock;
+        for (uint32_t j = 0; j < upper; ++j) data_[offset + padded + j] = data_[offset + j * kBlock];
+        offset += padded;
+        real = upper;
+    }
+}
+
+template <bool kOrEqual>
+uint32_t KeyLevels::Search(uint64_t key) const noexcept {
+    uint32_t block = 0;
+    for (uint32_t level = levels_ - 1; level > 0; --level) {
+        const uint32_t below = CountInBlock<kOrEqual>(data_ + offset_[level] + block * kBlock, key);
+        // The block of the level below whose first key is the last one
+        // below `key`; the answer lies in it or at the start of the next.
+        block = block * kBlock + (below == 0 ? 0 : below - 1);
+    }
+    const uint32_t below = CountInBlock<kOrEqual>(data_ + block * kBlock, key);
+    return std::min(block * kBlock + below, count_);
+}
+
+uint32_t KeyLevels::CountBelow(uint64_t key) const noexcept { return Search<false>(key); }
+
+void KeyLevels::CountBelowInBoth(const KeyLevels& a, uint64_t keyA, const KeyLevels& b, uint64_t keyB,
+                                 uint32_t& countA, uint32_t& countB) noexcept {
+    if (a.levels_ != b.levels_) {
+        countA = a.CountBelow(keyA);
+        countB = b.CountBelow(keyB);
+        return;
+    }
+    // The same steps as Search, one level of each at a time: the second
+    // search's reads do not wait for the first's.
+    uint32_t blockA = 0;
+    uint32_t blockB = 0;
+    for (uint32_t level = a.levels_ - 1; level > 0; --level) {
+        const uint32_t belowA = CountInBlock<false>(a.data_ + a.offset_[level] + blockA * kBlock, keyA);
+        const uint32_t belowB = CountInBlock<false>(b.data_ + b.offset_[level] + blockB * kBlock, keyB);
+        blockA = blockA * kBlock + (belowA == 0 ? 0 : belowA - 1);
+        blockB = blockB * kBlock + (belowB == 0 ? 0 : belowB - 1);
+    }
+    const uint32_t belowA = CountInBlock<false>(a.data_ + blockA * kBlock, keyA);
+    const uint32_t belowB = CountInBlock<false>(b.data_ + blockB * kBlock, keyB);
+    countA = std::min(blockA * kBlock + belowA, a.count_);
+    countB = std::min(blockB * kBlock + belowB, b.count_);
+}
+
+// The padding is the greatest key; no key is above it, and a search for it
+// would count the padding too.
+uint32_t KeyLevels::CountNotAbove(uint64_t key) const noexcept {
+    return key == kPadding ? count_ : Search<true>(key);
+}
+
+}  // namespace annotation
