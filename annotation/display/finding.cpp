@@ -93,12 +93,13 @@ uint16_t TwoStageWalk(AnnoList& list, const FindQuery& query) {
 
 // ANFIND_AT: the first node covering pos (start <= pos < end) that passes the
 // id test; the list is in start order, so the walk ends at the first node
-// that starts after pos. When it truly is, the walk begins at the first
-// covering node the index names: every node before it ends at or before pos.
+// that starts after pos. Where the index can say which nodes a walk from the
+// head meets before that one, the walk begins at the first covering node it
+// names: every node before it ends at or before pos.
 uint16_t CoveringWalk(AnnoDocInfo& info, AnnoList& list, const FindQuery& query) {
     uint16_t first = list.head;
-    if (const ListIndex* index = ReadyIndex(info, list, IndexUse::kComplete); index && InStartOrder(*index)) {
-        first = FirstCovering(*index, query.pos);
+    if (const ListIndex* index = ReadyIndex(info, list, IndexUse::kComplete)) {
+        if (uint16_t covering = kNoSlot; FirstCovering(*index, query.pos, covering)) first = covering;
     }
     uint16_t found = kNoSlot;
     ForEachNodeFrom(list, first, [&](uint16_t slot, const AnnoNode& node) {

@@ -8,9 +8,12 @@
 // removing. A slot index at or beyond the list's capacity (a record from an
 // older, larger list, or one never set up) is taken as "no slot", so a stale
 // record can give stale answers but never leads outside the list block.
+#include <algorithm>
+
 #include "annotation/annotation.h"
 #include "annotation/display/track_handlers.h"
 #include "annotation/handle_lock.h"
+#include "annotation/index/list_index.h"
 #include "annotation/positions/list_queries.h"
 #include "annotation/store/anno_list.h"
 #include "annotation/store/anno_pos.h"
@@ -119,6 +122,111 @@ uint32_t SwitchNodeOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16
     }
 }
 
+// The three steps of a change position (AdvanceNextNode, ComputeNextChange,
+// the scan that switches the covering nodes on), answered from the nodes
+// alive at pos that the index keeps along a pass, in place of the walks
+// from the scan's start: a pass over a crowded list then costs what the
+// nodes at each position cost, not the nodes it walks past. The answers are
+// the walks' own: in start order list order is entry order, so "the first
+// node after s that ..." is the first entry after s's that does; nodes that
+// end before pos change nothing in the walks. False, with nothing changed,
+// when the index cannot answer (out of start order, no memory, a record
+// whose slot holds no listed node): the walks run.
+bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos,
+                       uint16_t scanStart, uint32_t& touched) {
+    ListIndex* index = ReadyIndex(state, list, IndexUse::kComplete);
+    if (index == nullptr) return false;
+    const uint32_t scanEntry = scanStart == kNoSlot ? kNoEntry : EntryOfSlot(*index, scanStart);
+    if (scanStart != kNoSlot && scanEntry == kNoEntry) return false;
+    AliveNodes alive{};
+    if (!AliveAt(*index, list, pos, alive)) return false;
+    const AliveNode* aliveEnd = alive.nodes + alive.count;
+    // The alive nodes from `entry` on (or after it) in list order. A pass
+    // has a few nodes alive at a time: a scan is quicker than halving.
+    auto aliveFrom = [&](uint32_t entry) {
+        const AliveNode* node = alive.nodes;
+        while (node != aliveEnd && node->entry < entry) ++node;
+        return node;
+    };
+    auto aliveAfter = [&](uint32_t entry) { return entry == kNoEntry ? aliveEnd : aliveFrom(entry + 1); };
+
+    // The node ending after pos at or after `entry` in list order, if it is
+    // `entry` itself (nodes not alive at pos end before it).
+    auto aliveAt = [&](uint32_t entry) -> const AliveNode* {
+        const AliveNode* node = aliveFrom(entry);
+        return node != aliveEnd && node->entry == entry ? node : nullptr;
+    };
+
+    // AdvanceNextNode: the first node from the scan's start on (after it,
+    // once pos has reached its end) that starts after pos or ends at or
+    // after it. A scan's start that starts at or before pos ends after it
+    // only when it is alive there.
+    auto reached = [&](uint32_t entry) {
+        if (entry >= alive.startsNotAfter) return !Before(pos, list.Node(alive.SlotOf(entry)).anno.end);
+        const AliveNode* current = aliveAt(entry);
+        return current == nullptr || !Before(pos, current->end);
+    };
+    uint32_t nextEntry = scanEntry;
+    if (scanStart == kNoSlot) {
+        nextEntry = std::min(alive.count > 0 ? alive.nodes[0].entry : kNoEntry, alive.startsNotAfter);
+    } else if (reached(scanEntry)) {
+        const AliveNode* after = aliveAfter(scanEntry);
+        nextEntry = std::min(after == aliveEnd ? kNoEntry : after->entry,
+                             std::max(alive.startsNotAfter, scanEntry + 1));
+    }
+    info.nextNode = alive.SlotOf(nextEntry);
+
+    // ComputeNextChange: a nextNode that starts after pos is the change;
+    // else it is alive, and the change is the nearest of its end, the ends
+    // after pos of the nodes alive after it, and the starts that follow.
+    if (info.nextNode == kNoSlot) {
+        NoMoreChanges(info);
+    } else if (nextEntry >= alive.startsNotAfter) {
+        info.nextChange = alive.starts[nextEntry];
+    } else if (const AliveNode* first = aliveAt(nextEntry); first == nullptr) {
+        ComputeNextChange(list, info, pos);  // cannot be: a nextNode at or before pos is alive there
+    } else {
+        AnnoPos change = first->end;
+        for (const AliveNode* node = first + 1; node != aliveEnd; ++node) {
+            if (Before(pos, node->end) && !Before(change, node->end)) change = node->end;
+        }
+        for (uint32_t entry = std::max(alive.startsNotAfter, nextEntry + 1);
+             entry < alive.entryCount && !Before(change, alive.starts[entry]); ++entry) {
+            change = alive.starts[entry];  // every one of these starts after pos
+        }
+        info.nextChange = change;
+    }
+
+    // The scan from its start: the nodes alive at pos that do not end there.
+    info.hiliteNode = kNoSlot;
+    if (scanStart == kNoSlot) return true;
+    for (const AliveNode* node = aliveFrom(scanEntry); node != aliveEnd; ++node) {
+        if (Before(pos, node->end)) touched |= SwitchNodeOn(hDoc, list, info, node->slot, node->kind);
+    }
+    return true;
+}
+
+// ANTrackAnno at a change position. Kept out of line, so that the early
+// answer at the other positions does not pay for setting up its frame.
+[[gnu::noinline]] uint32_t TrackChange(uint32_t hDoc, const AnnoPos& pos, AnnoTrackInfo& info) {
+    DocInfoLock state(0);
+    if (LockDocState(hDoc, state) != 0) return 0;
+    if (state->hAnnoList == 0) return 0;
+    LockedBlock<AnnoList> list(state->hAnnoList);
+    if (!list) return 0;
+
+    const uint16_t scanStart = CheckedSlot(*list, info.nextNode);
+    uint32_t touched = SwitchPreviousLookOff(hDoc, *list, info, scanStart);
+    if (TrackThroughIndex(hDoc, *state, *list, info, pos, scanStart, touched)) return touched;
+    AdvanceNextNode(*list, info, pos);
+    ComputeNextChange(*list, info, pos);
+    info.hiliteNode = kNoSlot;
+    ForEachNodeCovering(*list, scanStart, pos, [&](uint16_t slot, const AnnoNode& node) {
+        touched |= SwitchNodeOn(hDoc, *list, info, slot, node.kind);
+    });
+    return touched;
+}
+
 }  // namespace
 }  // namespace annotation
 
@@ -155,21 +263,7 @@ extern "C" AN_API uint32_t ANTrackAnno(uint32_t hDoc, const AnnoPos* pos, AnnoTr
     // answered before the document is looked up (a document that cannot be
     // found would answer 0 all the same).
     if (Before(*pos, info->nextChange)) return 0;
-    DocInfoLock state(0);
-    if (LockDocState(hDoc, state) != 0) return 0;
-    if (state->hAnnoList == 0) return 0;
-    LockedBlock<AnnoList> list(state->hAnnoList);
-    if (!list) return 0;
-
-    const uint16_t scanStart = CheckedSlot(*list, info->nextNode);
-    uint32_t touched = SwitchPreviousLookOff(hDoc, *list, *info, scanStart);
-    AdvanceNextNode(*list, *info, *pos);
-    ComputeNextChange(*list, *info, *pos);
-    info->hiliteNode = kNoSlot;
-    ForEachNodeCovering(*list, scanStart, *pos, [&](uint16_t slot, const AnnoNode& node) {
-        touched |= SwitchNodeOn(hDoc, *list, *info, slot, node.kind);
-    });
-    return touched;
+    return TrackChange(hDoc, *pos, *info);
 }
 
 // The tracking record holds no resources, so ending a pass has nothing to

@@ -4,12 +4,15 @@
 // the list. An entry holds three running maxima: the greatest end among the
 // first i + 1 nodes (of every node, of hidden ranges, of hidden text), by
 // value, so that one read answers. The nodes' slots are an array of their
-// own, small enough to stay in the cache. In start order the
-// nodes a walk from the head meets before the first start after pos are a
-// prefix of the array, found by a search over the starts' anchor keys (see
-// key_levels.h), and the running maxima answer for that prefix in one look. The insert nodes have a second array with their
-// anchors and the characters inserted before them at their anchor's
-// predecessors, so the combined text of an anchor is a difference.
+// own, small enough to stay in the cache. In start order the nodes a walk
+// from the head meets before the first start after pos are a prefix of the
+// array, found by a search over the starts' anchor keys (AnchorKey in
+// anno_pos.h, searched as key_levels.h says): the position order sorts by
+// the key first, so only the positions of pos's key are compared in full.
+// The running maxima answer for that prefix in one look. The insert nodes
+// have a second array with their anchors and the characters inserted before
+// them at their anchor's predecessors, so the combined text of an anchor is
+// a difference.
 #include "annotation/index/list_index.h"
 
 #include <algorithm>
@@ -61,7 +64,7 @@ struct KeptRange {
 
 struct ListIndex {
     bool built = false;
-    bool inStartOrder = false;
+    bool inStartOrder = false;          // breakCount == 0
     bool anchorsInOrder = false;        // every node's anchor, in list order
     bool insertAnchorsInOrder = false;  // the insert nodes' anchors
     // The list as the index last saw it; a list that no longer matches has
@@ -79,6 +82,14 @@ struct ListIndex {
     IndexEntry* entries = nullptr;
     uint16_t* slots = nullptr;  // one per entry
     uint32_t slotCapacity = 0;
+    // The entries whose start comes before the start of the entry before
+    // them, in list order: where inserted text has rewritten positions.
+    uint32_t* breaks = nullptr;
+    uint32_t breakCount = 0;
+    uint32_t breakCapacity = 0;
+    uint16_t* entryOfSlot = nullptr;  // one per slot of the list: its entry, or kNoSlot when not listed
+    uint32_t entryOfSlotCapacity = 0;
+    uint32_t slotCount = 0;  // the list's capacity at the build
     uint32_t entryCount = 0;
     uint32_t entryCapacity = 0;
     InsertEntry* inserts = nullptr;  // insertCount entries and one holding the total
@@ -88,6 +99,14 @@ struct ListIndex {
     uint32_t addsKept = 0;
     uint32_t rangesKept = 0;
     uint64_t walkedSinceDrop = 0;  // nodes the add-time walks visited since the index was dropped
+    // The nodes alive at aliveAt (see AliveAt), kept for the next position
+    // of a pass.
+    bool aliveKnown = false;
+    AnnoPos aliveAt{};
+    uint32_t aliveStartsNotAfter = 0;
+    AliveNode* alive = nullptr;
+    uint32_t aliveCount = 0;
+    uint32_t aliveCapacity = 0;
     KeptRange ranges[kMaxAddsKept];
 };
 
@@ -107,14 +126,6 @@ int CompareAnchors(const AnnoPos& a, const AnnoPos& b) {
 
 int CompareAnchors(const InsertEntry& a, const AnnoPos& b) {
     return CompareAnchors(a.itemId, a.subItemId, b.itemId, b.subItemId);
-}
-
-// A position's anchor as one number: its itemId, then its subItemId with a
-// whole item's taken as 0. The position order and the anchor order both
-// sort by this key first, so a search by key leaves only the positions of
-// one key to compare in full.
-uint64_t AnchorKey(const AnnoPos& pos) {
-    return uint64_t{pos.itemId} << 32 | (pos.subItemId == kWholeItem ? 0u : pos.subItemId);
 }
 
 // Makes room for `needed` elements; the old contents are kept. A refused
@@ -144,10 +155,15 @@ bool Build(ListIndex& index, AnnoList& list) {
     index.built = false;
     if (!Reserve(index.starts, index.startCapacity, list.count) ||
         !Reserve(index.entries, index.entryCapacity, list.count) || !Reserve(index.slots, index.slotCapacity, list.count) ||
+        !Reserve(index.entryOfSlot, index.entryOfSlotCapacity, list.capacity) ||
         !Reserve(index.inserts, index.insertCapacity, 1)) {
         return false;
     }
+    index.aliveKnown = false;
+    index.slotCount = list.capacity;
+    std::fill(index.entryOfSlot, index.entryOfSlot + list.capacity, kNoSlot);
     index.inStartOrder = true;
+    index.breakCount = 0;
     index.anchorsInOrder = true;
     index.insertAnchorsInOrder = true;
     uint32_t n = 0;
@@ -155,7 +171,8 @@ bool Build(ListIndex& index, AnnoList& list) {
     uint64_t chars = 0;
     bool sound = true;
     ForEachNode(list, [&](uint16_t slot, const AnnoNode& node) {
-        if (n == list.count || !Reserve(index.inserts, index.insertCapacity, inserts + 2)) {
+        if (n == list.count || !Reserve(index.inserts, index.insertCapacity, inserts + 2) ||
+            !Reserve(index.breaks, index.breakCapacity, index.breakCount + 1)) {
             sound = false;
             return false;
         }
@@ -164,6 +181,7 @@ bool Build(ListIndex& index, AnnoList& list) {
         const AnnoPos& end = node.anno.end;
         index.starts[n] = start;
         index.slots[n] = slot;
+        if (slot < list.capacity) index.entryOfSlot[slot] = static_cast<uint16_t>(n);
         const IndexEntry* before = n == 0 ? nullptr : &index.entries[n - 1];
         entry.greatestEnd = before ? Greatest(before->greatestEnd, end) : end;
         entry.greatestHiddenEnd = before ? before->greatestHiddenEnd : kNoEnd;
@@ -171,7 +189,10 @@ bool Build(ListIndex& index, AnnoList& list) {
         if (IsHiddenKind(node.kind)) entry.greatestHiddenEnd = Greatest(entry.greatestHiddenEnd, end);
         if (node.kind == ANNO_HIDETEXT) entry.greatestHideTextEnd = Greatest(entry.greatestHideTextEnd, end);
         if (before != nullptr) {
-            if (ComparePositions(start, index.starts[n - 1]) < 0) index.inStartOrder = false;
+            if (ComparePositions(start, index.starts[n - 1]) < 0) {
+                index.inStartOrder = false;
+                index.breaks[index.breakCount++] = n;
+            }
             if (CompareAnchors(start, index.starts[n - 1]) < 0) index.anchorsInOrder = false;
         }
         if (node.kind == ANNO_INSERTTEXT || node.kind == ANNO_INSERTPARABREAK) {
@@ -219,6 +240,25 @@ uint32_t FirstPassing(uint32_t low, uint32_t high, Passes&& passes) {
     return low;
 }
 
+// The end of the run of entries from `from` on whose key is `key` (keys
+// from `from` on are not below it). Most keys are held by one entry or none:
+// it steps past them, and searches for the end of a longer run.
+uint32_t KeyRunEnd(const KeyLevels& keys, uint64_t key, uint32_t from) {
+    constexpr uint32_t kSteps = 4;
+    uint32_t end = from;
+    while (end < keys.Count() && keys.Key(end) == key && end - from < kSteps) ++end;
+    return end - from == kSteps ? keys.CountNotAbove(key) : end;
+}
+
+// Whether a break in start order lies among the entries [from, to).
+bool AnyBreakIn(const ListIndex& index, uint32_t from, uint32_t to) {
+    if (from >= to || index.breakCount == 0) return false;
+    const uint32_t* breaks = index.breaks;
+    const uint32_t* end = breaks + index.breakCount;
+    const uint32_t* at = std::lower_bound(breaks, end, from);
+    return at != end && *at < to;
+}
+
 // The first entry that passes a test that holds from some entry on and
 // that the entries' anchor keys (`keys`, of their starts or of their
 // greatest ends) decide where they differ from pos's: the test fails where
@@ -227,13 +267,7 @@ uint32_t FirstPassing(uint32_t low, uint32_t high, Passes&& passes) {
 // compared in full.
 template <typename Passes>
 uint32_t FirstPassingFrom(const KeyLevels& keys, uint64_t key, uint32_t low, Passes&& passes) {
-    // Most keys are held by one entry or none: step past them, and search
-    // for the end of a longer run.
-    constexpr uint32_t kSteps = 4;
-    uint32_t high = low;
-    while (high < keys.Count() && keys.Key(high) == key && high - low < kSteps) ++high;
-    if (high - low == kSteps) high = keys.CountNotAbove(key);
-    return FirstPassing(low, high, passes);
+    return FirstPassing(low, KeyRunEnd(keys, key, low), passes);
 }
 
 // The same from the start: without the keys (no memory for them), by
@@ -258,10 +292,27 @@ auto EndsFrom(const ListIndex& index, const AnnoPos& pos, int atLeast) {
     };
 }
 
-// The number of entries whose start is not after pos: in start order, the
-// nodes a walk from the head meets before the first start after pos.
-uint32_t StartsNotAfter(const ListIndex& index, const AnnoPos& pos) {
-    return FirstPassingByKey(index, index.startKeys, pos, StartsAfter(index, pos));
+// The number n of entries whose start is not after pos, when these are the
+// first n in list order (the nodes a walk from the head meets before the
+// first start after pos): false when a break in start order among the
+// entries of pos's anchor key leaves that unsure. Entries of a lower key
+// start before pos and those of a higher key after it, whatever the breaks;
+// `low` is the number of the former.
+bool StartsNotAfterFrom(const ListIndex& index, uint64_t key, uint32_t low, const AnnoPos& pos, uint32_t& n) {
+    const uint32_t high = KeyRunEnd(index.startKeys, key, low);
+    if (!index.inStartOrder && AnyBreakIn(index, low + 1, high)) return false;
+    n = FirstPassing(low, high, StartsAfter(index, pos));
+    return true;
+}
+
+bool StartsNotAfter(const ListIndex& index, const AnnoPos& pos, uint32_t& n) {
+    if (!index.startKeys.Ready()) {
+        if (!index.inStartOrder) return false;
+        n = FirstPassing(0, index.entryCount, StartsAfter(index, pos));
+        return true;
+    }
+    const uint64_t key = AnchorKey(pos);
+    return StartsNotAfterFrom(index, key, index.startKeys.CountBelow(key), pos, n);
 }
 
 // StartsNotAfter, and the first entry that passes a second test that
@@ -272,16 +323,20 @@ struct StartsAnd {
 };
 
 template <typename Passes>
-StartsAnd SearchStartsAnd(const ListIndex& index, const AnnoPos& pos, const KeyLevels& keys, Passes&& passes) {
+bool SearchStartsAnd(const ListIndex& index, const AnnoPos& pos, const KeyLevels& keys, Passes&& passes,
+                     StartsAnd& found) {
     if (!index.startKeys.Ready() || !keys.Ready()) {
-        return {StartsNotAfter(index, pos), FirstPassingByKey(index, keys, pos, passes)};
+        if (!StartsNotAfter(index, pos, found.startsNotAfter)) return false;
+        found.firstPassing = FirstPassingByKey(index, keys, pos, passes);
+        return true;
     }
     const uint64_t key = AnchorKey(pos);
     uint32_t startsLow = 0;
     uint32_t passingLow = 0;
     KeyLevels::CountBelowInBoth(index.startKeys, key, keys, key, startsLow, passingLow);
-    return {FirstPassingFrom(index.startKeys, key, startsLow, StartsAfter(index, pos)),
-            FirstPassingFrom(keys, key, passingLow, passes)};
+    if (!StartsNotAfterFrom(index, key, startsLow, pos, found.startsNotAfter)) return false;
+    found.firstPassing = FirstPassingFrom(keys, key, passingLow, passes);
+    return true;
 }
 
 // The first insert entry at or after `from` (whose anchor does not come
@@ -291,6 +346,17 @@ uint32_t FirstInsertFrom(const ListIndex& index, const AnnoPos& from, bool after
         const int order = CompareAnchors(index.inserts[i], from);
         return order > 0 || (!after && order == 0);
     });
+}
+
+// The first insert entry at from's anchor or after it, given `following`,
+// the first after it: the anchor's entries lie just before that one, and
+// most anchors hold one or two.
+uint32_t FirstInsertAt(const ListIndex& index, const AnnoPos& from, uint32_t following) {
+    constexpr uint32_t kSteps = 4;
+    uint32_t first = following;
+    while (first > 0 && following - first < kSteps && CompareAnchors(index.inserts[first - 1], from) == 0) --first;
+    if (following - first < kSteps) return first;
+    return FirstInsertFrom(index, from, false);
 }
 
 // The first insert entry whose anchor comes after from's, trying first the
@@ -331,15 +397,17 @@ ListIndex* ReadyIndex(AnnoDocInfo& info, AnnoList& list, IndexUse use) noexcept 
     return &index;
 }
 
-bool InStartOrder(const ListIndex& index) noexcept { return index.inStartOrder; }
-
-uint16_t LastStartNotAfter(const ListIndex& index, const AnnoPos& pos) noexcept {
-    const uint32_t n = StartsNotAfter(index, pos);
-    return n == 0 ? kNoSlot : index.slots[n - 1];
+bool LastStartNotAfter(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
+    uint32_t n = 0;
+    if (!StartsNotAfter(index, pos, n)) return false;
+    slot = n == 0 ? kNoSlot : index.slots[n - 1];
+    return true;
 }
 
-bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount) noexcept {
-    const uint32_t n = StartsNotAfter(index, pos);
+bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount, bool& hidden) noexcept {
+    uint32_t n = 0;
+    if (!StartsNotAfter(index, pos, n)) return false;
+    hidden = true;
     if (n > 0) {
         const IndexEntry& last = index.entries[n - 1];
         if (ComparePositions(pos, breaksCount ? last.greatestHiddenEnd : last.greatestHideTextEnd) < 0) return true;
@@ -351,18 +419,23 @@ bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount) noex
             return true;
         }
     }
-    return false;
+    hidden = false;
+    return true;
 }
 
-uint16_t FirstNotBefore(const ListIndex& index, const AnnoPos& pos) noexcept {
-    const auto [startsNotAfter, firstEnd] = SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 0));
-    const uint32_t first = std::min(firstEnd, startsNotAfter);
-    return first < index.entryCount ? index.slots[first] : kNoSlot;
+bool FirstNotBefore(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
+    StartsAnd found{};
+    if (!SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 0), found)) return false;
+    const uint32_t first = std::min(found.firstPassing, found.startsNotAfter);
+    slot = first < index.entryCount ? index.slots[first] : kNoSlot;
+    return true;
 }
 
-uint16_t FirstCovering(const ListIndex& index, const AnnoPos& pos) noexcept {
-    const auto [startsNotAfter, firstEnd] = SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 1));
-    return firstEnd < startsNotAfter ? index.slots[firstEnd] : kNoSlot;
+bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
+    StartsAnd found{};
+    if (!SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 1), found)) return false;
+    slot = found.firstPassing < found.startsNotAfter ? index.slots[found.firstPassing] : kNoSlot;
+    return true;
 }
 
 AnchorAnswer FirstAtAnchor(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
@@ -378,7 +451,7 @@ AnchorAnswer NextTextPosition(ListIndex& index, const AnnoPos& from, AnnoPos& ne
     if (!index.insertAnchorsInOrder) return AnchorAnswer::kUnknown;
     const uint32_t following = FirstInsertAfter(index, from);
     if (IsTextPosition(from)) {
-        const uint32_t first = FirstInsertFrom(index, from, false);
+        const uint32_t first = FirstInsertAt(index, from, following);
         const uint64_t chars = index.inserts[following].charsBefore - index.inserts[first].charsBefore;
         if (uint64_t{from.textOffset} + 1 < chars) {
             next = AnnoPos{from.itemId, from.subItemId, ANPOS_ANNOTEXT, from.textOffset + 1};
@@ -388,6 +461,71 @@ AnchorAnswer NextTextPosition(ListIndex& index, const AnnoPos& from, AnnoPos& ne
     if (following == index.insertCount) return AnchorAnswer::kNone;
     next = AnnoPos{index.inserts[following].itemId, index.inserts[following].subItemId, ANPOS_ANNOTEXT, 0};
     return AnchorAnswer::kFound;
+}
+
+uint32_t EntryOfSlot(const ListIndex& index, uint16_t slot) noexcept {
+    if (slot >= index.slotCount || index.entryOfSlot[slot] == kNoSlot) return kNoEntry;
+    return index.entryOfSlot[slot];
+}
+
+bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& alive) noexcept {
+    // Adds the entry when it is alive at pos; false when memory runs out.
+    auto addAlive = [&](uint32_t entry) {
+        const uint16_t slot = index.slots[entry];
+        const AnnoNode& node = list.Node(slot);
+        if (ComparePositions(node.anno.end, pos) < 0) return true;
+        if (!Reserve(index.alive, index.aliveCapacity, index.aliveCount + 1)) return false;
+        index.alive[index.aliveCount++] = AliveNode{node.anno.end, entry, slot, node.kind};
+        return true;
+    };
+    // Forwards from the last position: the nodes that ended go, those that
+    // started come in behind the others (in start order they follow them in
+    // the list). A long jump, or one backwards, starts afresh.
+    constexpr uint32_t kMostStartsPassed = 64;
+    bool known = index.aliveKnown && ComparePositions(index.aliveAt, pos) <= 0;
+    index.aliveKnown = false;
+    uint32_t startsNotAfter = index.aliveStartsNotAfter;
+    if (known) {
+        uint32_t kept = 0;
+        for (uint32_t i = 0; i < index.aliveCount; ++i) {
+            if (ComparePositions(index.alive[i].end, pos) >= 0) index.alive[kept++] = index.alive[i];
+        }
+        index.aliveCount = kept;
+        for (uint32_t passed = 0; startsNotAfter < index.entryCount &&
+                                  ComparePositions(index.starts[startsNotAfter], pos) <= 0;
+             ++startsNotAfter) {
+            if (++passed > kMostStartsPassed) {
+                known = false;
+                break;
+            }
+            if (!addAlive(startsNotAfter)) return false;
+        }
+        // Every later entry starts after pos too, unless a break in start
+        // order follows among the entries of pos's anchor key.
+        if (known && !index.inStartOrder) {
+            const uint64_t key = AnchorKey(pos);
+            if (!index.startKeys.Ready() ||
+                AnyBreakIn(index, startsNotAfter + 1, KeyRunEnd(index.startKeys, key, startsNotAfter))) {
+                return false;
+            }
+        }
+    }
+    if (!known) {
+        // Every node before the first whose running maximum of the ends
+        // reaches pos ends before it.
+        StartsAnd found{};
+        if (!SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 0), found)) return false;
+        startsNotAfter = found.startsNotAfter;
+        index.aliveCount = 0;
+        for (uint32_t entry = found.firstPassing; entry < startsNotAfter; ++entry) {
+            if (!addAlive(entry)) return false;
+        }
+    }
+    index.aliveKnown = true;
+    index.aliveAt = pos;
+    index.aliveStartsNotAfter = startsNotAfter;
+    alive = AliveNodes{index.alive, index.aliveCount, startsNotAfter, index.slots, index.starts, index.entryCount};
+    return true;
 }
 
 void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept {
@@ -421,6 +559,9 @@ void FreeListIndex(AnnoDocInfo& info) noexcept {
     HeapFree(info.index->starts);
     HeapFree(info.index->entries);
     HeapFree(info.index->slots);
+    HeapFree(info.index->entryOfSlot);
+    HeapFree(info.index->breaks);
+    HeapFree(info.index->alive);
     HeapFree(info.index->inserts);
     info.index->~ListIndex();
     HeapFree(info.index);

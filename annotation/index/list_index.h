@@ -27,6 +27,7 @@
 #include <cstdint>
 
 #include "annotation/annotation.h"
+#include "annotation/store/anno_list.h"
 
 namespace annotation {
 
@@ -52,27 +53,29 @@ enum class IndexUse {
 // with NoteListWalked.
 ListIndex* ReadyIndex(AnnoDocInfo& info, AnnoList& list, IndexUse use) noexcept;
 
-// Whether the nodes' starts never decrease along the list, by the position
-// order; most fast answers need it.
-bool InStartOrder(const ListIndex& index) noexcept;
+// The questions by position answer where the starts are in order around
+// pos: every node that starts at or before pos comes, in list order, before
+// every node that starts after it. That holds everywhere in a list whose
+// starts never decrease; where inserted text has rewritten positions it can
+// fail at an anchor or two, and there a question answers false ("cannot
+// say") and the caller walks.
 
 // The last node in list order whose start is not after `pos`, among the
 // copies (kAddsKept: a node added since may follow it with such a start
-// too). kNoSlot when none. Only in start order.
-uint16_t LastStartNotAfter(const ListIndex& index, const AnnoPos& pos) noexcept;
+// too); kNoSlot when none.
+bool LastStartNotAfter(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept;
 
 // Whether a hide-text node (and, with `breaksCount`, a hidden-paragraph-break
 // node) covers pos: start <= pos < end. Counts the added hidden ranges too.
-// Only in start order.
-bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount) noexcept;
+bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount, bool& hidden) noexcept;
 
 // The first node in list order that starts after pos or ends at or after it
-// (kNoSlot: none). Only in start order, kComplete.
-uint16_t FirstNotBefore(const ListIndex& index, const AnnoPos& pos) noexcept;
+// (kNoSlot: none). kComplete.
+bool FirstNotBefore(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept;
 
 // The first node in list order that ends after pos, when it starts at or
-// before pos (kNoSlot: none). Only in start order, kComplete.
-uint16_t FirstCovering(const ListIndex& index, const AnnoPos& pos) noexcept;
+// before pos (kNoSlot: none). kComplete.
+bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept;
 
 // The answer at pos of a walk over the anchors that hold inserted text.
 enum class AnchorAnswer { kUnknown, kNone, kFound };
@@ -87,6 +90,39 @@ AnchorAnswer FirstAtAnchor(const ListIndex& index, const AnnoPos& pos, uint16_t&
 // where it answered, so that a walk through the document in order costs a
 // comparison or two a step. kComplete.
 AnchorAnswer NextTextPosition(ListIndex& index, const AnnoPos& from, AnnoPos& next) noexcept;
+
+// The entries of the copies are the listed nodes in list order, numbered
+// from 0. The entry of a slot, or kNoEntry when no listed node is in it.
+inline constexpr uint32_t kNoEntry = 0xFFFFFFFF;
+uint32_t EntryOfSlot(const ListIndex& index, uint16_t slot) noexcept;
+
+// The nodes alive at a position: those that start at or before it and end
+// at or after it, in list order, with the number of entries that start at
+// or before it and the slot and start of every entry, so that a caller need
+// not read the list for them. Valid until the next call on the index.
+struct AliveNode {
+    AnnoPos end;
+    uint32_t entry;
+    uint16_t slot;
+    uint16_t kind;
+};
+struct AliveNodes {
+    const AliveNode* nodes;
+    uint32_t count;
+    uint32_t startsNotAfter;
+    const uint16_t* slots;  // of every entry
+    const AnnoPos* starts;  // of every entry: copies of the nodes' starts
+    uint32_t entryCount;
+
+    // The slot of an entry, or kNoSlot past the last.
+    uint16_t SlotOf(uint32_t entry) const noexcept { return entry < entryCount ? slots[entry] : kNoSlot; }
+};
+
+// The nodes alive at pos (`list` is the indexed list). The index keeps them
+// for the next call, so that a layout pass moving forwards only adds the
+// nodes that began and drops those that ended since. False when the heap
+// refuses memory for them or cannot say (see above). kComplete.
+bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& alive) noexcept;
 
 // After an add linked `slot` and changed no other node.
 void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept;

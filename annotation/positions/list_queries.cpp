@@ -11,17 +11,16 @@ namespace annotation {
 namespace {
 
 // The walk of both hidden-text questions: nodes are in start order, so the
-// walk ends at the first node that starts after `pos`. When they truly are,
-// the index answers for the same nodes.
+// walk ends at the first node that starts after `pos`. Where they truly are
+// in order around pos, the index answers for the same nodes.
 uint16_t IsHiddenBy(uint32_t hAnnoDocInfo, const AnnoPos* pos, bool hideParaBreaksCount) {
     if (hAnnoDocInfo == 0 || pos == nullptr) return 0;
     LockedBlock<AnnoDocInfo> info(hAnnoDocInfo);
     if (!info || info->hAnnoList == 0) return 0;
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list) return 0;
-    if (const ListIndex* index = ReadyIndex(*info, *list, IndexUse::kAddsKept); index && InStartOrder(*index)) {
-        return HiddenAt(*index, *pos, hideParaBreaksCount) ? 1 : 0;
-    }
+    const ListIndex* index = ReadyIndex(*info, *list, IndexUse::kAddsKept);
+    if (bool hidden = false; index && HiddenAt(*index, *pos, hideParaBreaksCount, hidden)) return hidden ? 1 : 0;
     uint16_t hidden = 0;
     uint32_t steps = 0;
     ForEachNode(*list, [&](uint16_t, const AnnoNode& node) {
@@ -49,9 +48,8 @@ uint16_t IsTextHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos) {
 }
 
 uint16_t FindFirstAnnoByPos(AnnoDocInfo& info, AnnoList& list, const AnnoPos& pos) {
-    if (const ListIndex* index = ReadyIndex(info, list, IndexUse::kComplete); index && InStartOrder(*index)) {
-        return FirstNotBefore(*index, pos);
-    }
+    const ListIndex* index = ReadyIndex(info, list, IndexUse::kComplete);
+    if (uint16_t first = kNoSlot; index && FirstNotBefore(*index, pos, first)) return first;
     return FindNextAnnoByPos(list, kNoSlot, &pos);
 }
 

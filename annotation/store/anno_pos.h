@@ -17,16 +17,20 @@ namespace annotation {
 
 inline constexpr uint32_t kWholeItem = 0xFFFFFFFF;
 
-// -1, 0 or 1 as a is before, equal to or after b.
+// A position's anchor as one number: its itemId, then its subItemId with a
+// whole item's taken as 0. Positions of different keys are ordered as their
+// keys are.
+constexpr uint64_t AnchorKey(const AnnoPos& pos) noexcept {
+    return uint64_t{pos.itemId} << 32 | (pos.subItemId == kWholeItem ? 0u : pos.subItemId);
+}
+
+// -1, 0 or 1 as a is before, equal to or after b: by the anchor key, then a
+// text position before the document position of its anchor, text positions
+// by their offset, and a whole item before its first subitem.
 constexpr int ComparePositions(const AnnoPos& a, const AnnoPos& b) noexcept {
-    if (a.itemId != b.itemId) return a.itemId < b.itemId ? -1 : 1;
-    const uint32_t na = a.subItemId == kWholeItem ? 0 : a.subItemId;
-    const uint32_t nb = b.subItemId == kWholeItem ? 0 : b.subItemId;
-    if (na != nb) {
-        if (a.subItemId == kWholeItem) return -1;
-        if (b.subItemId == kWholeItem) return 1;
-        return a.subItemId < b.subItemId ? -1 : 1;
-    }
+    const uint64_t ka = AnchorKey(a);
+    const uint64_t kb = AnchorKey(b);
+    if (ka != kb) return ka < kb ? -1 : 1;
     if (a.posType == ANPOS_ANNOTEXT) {
         if (b.posType != ANPOS_ANNOTEXT) return -1;
         if (a.textOffset == b.textOffset) return 0;

@@ -69,13 +69,14 @@ uint32_t CreateList(AnnoDocInfo& info, uint16_t kind, AnnoRecord& record) {
 }
 
 // After the last node, from the tail, whose start is not after `start`.
-// In start order that node is found through the index: the last copy whose
-// start is not after `start`, then forwards past the nodes added since the
-// index was built that do not start after it either (they lie between that
-// copy and the next one). Otherwise the walk from the tail finds it.
+// Where the starts are in order around `start`, that node is found through
+// the index: the last copy whose start is not after `start`, then forwards
+// past the nodes added since the index was built that do not start after it
+// either (they lie between that copy and the next one). Otherwise the walk
+// from the tail finds it.
 InsertionPoint FindInsertionPoint(AnnoDocInfo& info, AnnoList& list, const AnnoPos& start) {
-    if (const ListIndex* index = ReadyIndex(info, list, IndexUse::kAddsKept); index && InStartOrder(*index)) {
-        const uint16_t last = LastStartNotAfter(*index, start);
+    const ListIndex* index = ReadyIndex(info, list, IndexUse::kAddsKept);
+    if (uint16_t last = kNoSlot; index && LastStartNotAfter(*index, start, last)) {
         InsertionPoint at{last, last == kNoSlot ? list.head : list.Node(last).next};
         ForEachNodeFrom(list, at.next, [&](uint16_t slot, const AnnoNode& node) {
             if (ComparePositions(start, node.anno.start) < 0) return false;
