@@ -3,10 +3,6 @@
 
 #include <cstdlib>
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
-
 namespace annotation {
 namespace {
 
@@ -26,19 +22,7 @@ void* AllocCounted(size_t bytes, int32_t& failAfter) noexcept {
 
 void* HeapAlloc(size_t bytes) noexcept { return AllocCounted(bytes, gFailAfter); }
 
-void* IndexHeapAlloc(size_t bytes) noexcept {
-#if defined(__linux__)
-    constexpr size_t kHugePage = size_t{2} << 20;
-    if (bytes >= kHugePage / 2 && gIndexFailAfter != 0) {
-        if (gIndexFailAfter > 0) --gIndexFailAfter;
-        const size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
-        void* memory = std::aligned_alloc(kHugePage, rounded);
-        if (memory != nullptr) madvise(memory, rounded, MADV_HUGEPAGE);
-        return memory;
-    }
-#endif
-    return AllocCounted(bytes, gIndexFailAfter);
-}
+void* IndexHeapAlloc(size_t bytes) noexcept { return AllocCounted(bytes, gIndexFailAfter); }
 
 void SetIndexHeapFailAfter(int32_t n) noexcept { gIndexFailAfter = n; }
 
