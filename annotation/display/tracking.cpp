@@ -130,8 +130,8 @@ uint32_t SwitchNodeOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16
 // the walks' own: in start order list order is entry order, so "the first
 // node after s that ..." is the first entry after s's that does; nodes that
 // end before pos change nothing in the walks. False, with nothing changed,
-// when the index cannot answer (out of start order, no memory, a record
-// whose slot holds no listed node): the walks run.
+// when the index cannot answer (the starts out of order around pos, no
+// memory, a record whose slot holds no listed node): the walks run.
 bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos,
                        uint16_t scanStart, uint32_t& touched) {
     ListIndex* index = ReadyIndex(state, list, IndexUse::kComplete);
@@ -150,8 +150,7 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
     };
     auto aliveAfter = [&](uint32_t entry) { return entry == kNoEntry ? aliveEnd : aliveFrom(entry + 1); };
 
-    // The node ending after pos at or after `entry` in list order, if it is
-    // `entry` itself (nodes not alive at pos end before it).
+    // The alive node of `entry`, or null when that node is not alive at pos.
     auto aliveAt = [&](uint32_t entry) -> const AliveNode* {
         const AliveNode* node = aliveFrom(entry);
         return node != aliveEnd && node->entry == entry ? node : nullptr;

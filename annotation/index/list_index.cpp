@@ -46,7 +46,7 @@ struct IndexEntry {
     AnnoPos greatestHiddenEnd;    // the same among hide-text and hidden-break nodes; kNoEnd
     AnnoPos greatestHideTextEnd;  // the same among hide-text nodes; kNoEnd
 };
-static_assert(sizeof(IndexEntry) == 48, "an entry is 48 bytes; its start, slot and two keys about 35 more");
+static_assert(sizeof(IndexEntry) == 48, "an entry is 48 bytes; its start, slots and two keys about 37 more");
 
 struct InsertEntry {
     uint32_t itemId;
@@ -501,9 +501,11 @@ bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& a
             if (!addAlive(startsNotAfter)) return false;
         }
         // Every later entry starts after pos too, unless a break in start
-        // order follows among the entries of pos's anchor key.
-        if (known && !index.inStartOrder) {
-            const uint64_t key = AnchorKey(pos);
+        // order follows among the entries of pos's anchor key (as a rule the
+        // next start has a greater key, and there is none).
+        const uint64_t key = AnchorKey(pos);
+        if (known && !index.inStartOrder && startsNotAfter < index.entryCount &&
+            AnchorKey(index.starts[startsNotAfter]) == key) {
             if (!index.startKeys.Ready() ||
                 AnyBreakIn(index, startsNotAfter + 1, KeyRunEnd(index.startKeys, key, startsNotAfter))) {
                 return false;

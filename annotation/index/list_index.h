@@ -10,10 +10,11 @@
 // the caller walks the list as before. Dropping it is always safe; it is
 // rebuilt, in one walk of the list, when next asked.
 //
-// Memory: about 83 bytes per listed node (its start, 48 bytes of running
-// maxima, its slot, two anchor keys of 8.5 bytes), 16 more per insert node,
-// and a fixed part of about 9 KB per document (mostly the hidden ranges
-// added since the last build), held until ANDeInit.
+// Memory: about 85 bytes per listed node (its start, 48 bytes of running
+// maxima, its slot and the way back, two anchor keys of 8.5 bytes), 16 more
+// per insert node, 24 per node alive at the position a pass has reached, and
+// a fixed part of about 9 KB per document (mostly the hidden ranges added
+// since the last build), held until ANDeInit.
 //
 // Which changes it follows: an add that only links one new node (no merge
 // into a hidden neighbour, no inserted-text rule) keeps the index, which
