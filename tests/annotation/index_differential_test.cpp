@@ -332,3 +332,49 @@ TEST_F(IndexDifferential, RandomCallSequencesSeeTheSameWithAndWithoutTheIndex) {
 }
 
 }  // namespace
+
+// A tracking record carried across jumps: forwards past many starts at once,
+// backwards, and through anchors where inserted text has put a text
+// position behind a document position. The index keeps the nodes alive from
+// one change position to the next; after a jump it gathers them afresh.
+TEST_F(IndexDifferential, TrackingThatJumpsAnswersAsTheWalksDo) {
+    const IndexSwitchGuard guard;
+    const uint32_t hDoc = AttachDoc(std::string(600, 'x') + "\n" + std::string(200, 'y') + "\n");
+    std::vector<AnnoPos> positions;
+    for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 2000; pos = next) {
+        positions.push_back(pos);
+        if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
+    }
+    ASSERT_GT(positions.size(), 700u);
+    for (uint32_t i = 0; i + 30 < positions.size(); ++i) {
+        ASSERT_EQ(AddHilite(hDoc, i, positions[i], positions[i + 1 + (i * 7) % 29]), 0u);
+        if (i % 5 == 0) {
+            ASSERT_EQ(AddIcon(hDoc, i, positions[i + 3]), 0u);
+        }
+    }
+    for (const uint32_t at : {100u, 250u, 251u, 640u}) {
+        ASSERT_EQ(AddText(hDoc, 9, positions[at], u"ab"), 0u);
+        ASSERT_EQ(AddHide(hDoc, 9, TextPos(positions[at].itemId, positions[at].subItemId, 1), positions[at + 2]), 0u);
+    }
+    const uint32_t stops[] = {10, 11, 12, 13, 400, 401, 402, 40, 41, 249, 250, 251, 252, 640, 641, 700, 5};
+    auto run = [&](bool indexed) {
+        annotation::SetListIndexEnabled(indexed);
+        std::string seen;
+        AnnoTrackInfo info{};
+        AnnoPos pos = positions[stops[0]];
+        seen += std::to_string(ANStartAnnoTrack(hDoc, &pos, &info));
+        for (const uint32_t stop : stops) {
+            // Each stop, and the positions up to three steps on, text
+            // positions included.
+            pos = positions[stop];
+            for (int step = 0; step < 4; ++step) {
+                seen += "," + std::to_string(ANTrackAnno(hDoc, &pos, &info));
+                seen.append(reinterpret_cast<const char*>(&info), sizeof info);
+                if (ANNextPos(hDoc, &pos, &pos) != 0) break;
+            }
+        }
+        return seen;
+    };
+    const std::string walks = run(false);
+    EXPECT_EQ(run(true), walks);
+}
