@@ -375,8 +375,6 @@ uint32_t FirstInsertAfter(ListIndex& index, const AnnoPos& from) {
 
 void SetListIndexEnabled(bool enabled) noexcept { gIndexEnabled = enabled; }
 
-bool ListIndexEnabled() noexcept { return gIndexEnabled; }
-
 ListIndex* ReadyIndex(AnnoDocInfo& info, AnnoList& list, IndexUse use) noexcept {
     if (!gIndexEnabled) return nullptr;
     if (info.index == nullptr) {

@@ -40,7 +40,6 @@ struct ListIndex;
 // and drops no index that exists; true (the default) lets the index answer.
 // A plain global, set from one thread while no call runs.
 void SetListIndexEnabled(bool enabled) noexcept;
-bool ListIndexEnabled() noexcept;
 
 // How current the copies must be for a question.
 enum class IndexUse {
