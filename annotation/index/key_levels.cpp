@@ -73,17 +73,26 @@ void KeyLevels::FinishLevels(uint32_t n) noexcept {
     }
 }
 
+// One step down from `block` of `level`: the block of the level below whose
+// first key is the last one below `key`; the answer lies in it or at the
+// start of the next.
+template <bool kOrEqual>
+uint32_t KeyLevels::Descend(uint32_t level, uint32_t block, uint64_t key) const noexcept {
+    const uint32_t below = CountInBlock<kOrEqual>(data_ + offset_[level] + block * kBlock, key);
+    return block * kBlock + (below == 0 ? 0 : below - 1);
+}
+
+// The count, once the search has reached `block` of the keys themselves.
+template <bool kOrEqual>
+uint32_t KeyLevels::CountFrom(uint32_t block, uint64_t key) const noexcept {
+    return std::min(block * kBlock + CountInBlock<kOrEqual>(data_ + block * kBlock, key), count_);
+}
+
 template <bool kOrEqual>
 uint32_t KeyLevels::Search(uint64_t key) const noexcept {
     uint32_t block = 0;
-    for (uint32_t level = levels_ - 1; level > 0; --level) {
-        const uint32_t below = CountInBlock<kOrEqual>(data_ + offset_[level] + block * kBlock, key);
-        // The block of the level below whose first key is the last one
-        // below `key`; the answer lies in it or at the start of the next.
-        block = block * kBlock + (below == 0 ? 0 : below - 1);
-    }
-    const uint32_t below = CountInBlock<kOrEqual>(data_ + block * kBlock, key);
-    return std::min(block * kBlock + below, count_);
+    for (uint32_t level = levels_ - 1; level > 0; --level) block = Descend<kOrEqual>(level, block, key);
+    return CountFrom<kOrEqual>(block, key);
 }
 
 uint32_t KeyLevels::CountBelow(uint64_t key) const noexcept { return Search<false>(key); }
@@ -95,20 +104,16 @@ void KeyLevels::CountBelowInBoth(const KeyLevels& a, uint64_t keyA, const KeyLev
         countB = b.CountBelow(keyB);
         return;
     }
-    // The same steps as Search, one level of each at a time: the second
-    // search's reads do not wait for the first's.
+    // The steps of Search, one level of each at a time: the second search's
+    // reads do not wait for the first's.
     uint32_t blockA = 0;
     uint32_t blockB = 0;
     for (uint32_t level = a.levels_ - 1; level > 0; --level) {
-        const uint32_t belowA = CountInBlock<false>(a.data_ + a.offset_[level] + blockA * kBlock, keyA);
-        const uint32_t belowB = CountInBlock<false>(b.data_ + b.offset_[level] + blockB * kBlock, keyB);
-        blockA = blockA * kBlock + (belowA == 0 ? 0 : belowA - 1);
-        blockB = blockB * kBlock + (belowB == 0 ? 0 : belowB - 1);
+        blockA = a.Descend<false>(level, blockA, keyA);
+        blockB = b.Descend<false>(level, blockB, keyB);
     }
-    const uint32_t belowA = CountInBlock<false>(a.data_ + blockA * kBlock, keyA);
-    const uint32_t belowB = CountInBlock<false>(b.data_ + blockB * kBlock, keyB);
-    countA = std::min(blockA * kBlock + belowA, a.count_);
-    countB = std::min(blockB * kBlock + belowB, b.count_);
+    countA = a.CountFrom<false>(blockA, keyA);
+    countB = b.CountFrom<false>(blockB, keyB);
 }
 
 // The padding is the greatest key; no key is above it, and a search for it

@@ -63,6 +63,10 @@ private:
     bool Reserve(uint32_t n);
     void FinishLevels(uint32_t n) noexcept;
     template <bool kOrEqual>
+    uint32_t Descend(uint32_t level, uint32_t block, uint64_t key) const noexcept;
+    template <bool kOrEqual>
+    uint32_t CountFrom(uint32_t block, uint64_t key) const noexcept;
+    template <bool kOrEqual>
     uint32_t Search(uint64_t key) const noexcept;
 
     uint64_t* data_ = nullptr;  // every level, the keys first
