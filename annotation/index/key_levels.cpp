@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 
 #include "annotation/heap.h"
@@ -11,6 +12,7 @@ namespace annotation {
 namespace {
 
 constexpr uint64_t kPadding = std::numeric_limits<uint64_t>::max();
+constexpr size_t kLine = 64;
 
 // Whole blocks for `n` keys.
 uint32_t Padded(uint32_t n) { return (n + KeyLevels::kBlock - 1) / KeyLevels::kBlock * KeyLevels::kBlock; }
@@ -39,7 +41,7 @@ uint32_t CountInBlock(const uint64_t* block, uint64_t key) {
 
 }  // namespace
 
-KeyLevels::~KeyLevels() { HeapFree(data_); }
+KeyLevels::~KeyLevels() { HeapFree(memory_); }
 
 bool KeyLevels::Reserve(uint32_t n) {
     Clear();
@@ -48,10 +50,14 @@ bool KeyLevels::Reserve(uint32_t n) {
     if (n > kMaxKeys) return false;
     const uint64_t needed = uint64_t{Padded(n)} + n / (kBlock - 1) + uint64_t{kBlock} * kMaxLevels;
     if (needed <= capacity_) return true;
-    void* memory = IndexHeapAlloc(static_cast<size_t>(needed) * sizeof(uint64_t));
+    // Blocks start on a cache line, so that the bottom block of a search
+    // spans two lines, not three.
+    void* memory = IndexHeapAlloc(static_cast<size_t>(needed) * sizeof(uint64_t) + kLine);
     if (memory == nullptr) return false;
-    HeapFree(data_);
-    data_ = static_cast<uint64_t*>(memory);
+    HeapFree(memory_);
+    memory_ = memory;
+    const auto address = reinterpret_cast<uintptr_t>(memory);
+    data_ = reinterpret_cast<uint64_t*>((address + kLine - 1) / kLine * kLine);
     capacity_ = static_cast<uint32_t>(needed);
     return true;
 }

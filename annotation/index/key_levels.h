@@ -8,7 +8,7 @@
 // counts, in one block of each level from the top, the keys below the one
 // asked for, and goes down into the block that count names. The upper
 // levels are a sixteenth of the keys and less, so they stay in the cache;
-// the bottom block is 128 bytes.
+// the bottom block is 128 bytes, two cache lines.
 //
 // Memory: about 8.5 bytes per key, from IndexHeapAlloc. A refused
 // allocation leaves no keys (Ready() false) and the caller searches
@@ -69,6 +69,7 @@ private:
     template <bool kOrEqual>
     uint32_t Search(uint64_t key) const noexcept;
 
+    void* memory_ = nullptr;    // as allocated; data_ is aligned in it
     uint64_t* data_ = nullptr;  // every level, the keys first
     uint32_t capacity_ = 0;     // in keys
     uint32_t count_ = 0;

@@ -430,6 +430,25 @@ bool FirstNotBefore(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) 
 }
 
 bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
+    // The first entry whose greatest end passes pos decides alone, unless
+    // it starts at pos's anchor key: the entries before it end at or before
+    // pos, so with a lower start key it covers pos and a walk from the head
+    // passes every start before it; with a higher one every start from it
+    // on lies after pos, and no node covers pos. One key read then replaces
+    // the search of the starts, and breaks in start order do not matter.
+    if (index.startKeys.Ready() && index.endKeys.Ready()) {
+        const uint64_t key = AnchorKey(pos);
+        const uint32_t first =
+            FirstPassingFrom(index.endKeys, key, index.endKeys.CountBelow(key), EndsFrom(index, pos, 1));
+        if (first == index.entryCount) {
+            slot = kNoSlot;
+            return true;
+        }
+        if (const uint64_t startKey = index.startKeys.Key(first); startKey != key) {
+            slot = startKey < key ? index.slots[first] : kNoSlot;
+            return true;
+        }
+    }
     StartsAnd found{};
     if (!SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 1), found)) return false;
     slot = found.firstPassing < found.startsNotAfter ? index.slots[found.firstPassing] : kNoSlot;
