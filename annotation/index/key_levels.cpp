@@ -103,6 +103,16 @@ uint32_t KeyLevels::Search(uint64_t key) const noexcept {
 
 uint32_t KeyLevels::CountBelow(uint64_t key) const noexcept { return Search<false>(key); }
 
+uint32_t KeyLevels::BottomOf(uint64_t key) const noexcept {
+    uint32_t block = 0;
+    for (uint32_t level = levels_ - 1; level > 0; --level) block = Descend<false>(level, block, key);
+    return block * kBlock;
+}
+
+uint32_t KeyLevels::CountBelowIn(uint32_t bottom, uint64_t key) const noexcept {
+    return CountFrom<false>(bottom / kBlock, key);
+}
+
 void KeyLevels::CountBelowInBoth(const KeyLevels& a, uint64_t keyA, const KeyLevels& b, uint64_t keyB,
                                  uint32_t& countA, uint32_t& countB) noexcept {
     if (a.levels_ != b.levels_) {

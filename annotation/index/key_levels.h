@@ -49,11 +49,19 @@ public:
     bool Ready() const noexcept { return levels_ > 0; }
     uint32_t Count() const noexcept { return count_; }
     uint64_t Key(uint32_t i) const noexcept { return data_[i]; }
+    // Where key i lies, for a caller that asks for its line early.
+    const uint64_t* At(uint32_t i) const noexcept { return data_ + i; }
 
     // The number of keys below `key`, and of keys not above it. Only when
     // Ready().
     uint32_t CountBelow(uint64_t key) const noexcept;
     uint32_t CountNotAbove(uint64_t key) const noexcept;
+    // CountBelow in two steps, for a caller that reads arrays parallel to
+    // the keys at the answer: BottomOf gives the first index of the block
+    // of the bottom level where the count ends, so those reads can start
+    // while CountBelowIn counts in it.
+    uint32_t BottomOf(uint64_t key) const noexcept;
+    uint32_t CountBelowIn(uint32_t bottom, uint64_t key) const noexcept;
     // CountBelow in two arrays at once, so that their reads overlap. Both
     // Ready().
     static void CountBelowInBoth(const KeyLevels& a, uint64_t keyA, const KeyLevels& b, uint64_t keyB,

@@ -438,8 +438,13 @@ bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) n
     // the search of the starts, and breaks in start order do not matter.
     if (index.startKeys.Ready() && index.endKeys.Ready()) {
         const uint64_t key = AnchorKey(pos);
+        const uint32_t bottom = index.endKeys.BottomOf(key);
+        // The answer lies in the bottom block or just after it: its slot and
+        // start key are read next, so their lines are asked for now.
+        __builtin_prefetch(index.slots + bottom);
+        __builtin_prefetch(index.startKeys.At(bottom));
         const uint32_t first =
-            FirstPassingFrom(index.endKeys, key, index.endKeys.CountBelow(key), EndsFrom(index, pos, 1));
+            FirstPassingFrom(index.endKeys, key, index.endKeys.CountBelowIn(bottom, key), EndsFrom(index, pos, 1));
         if (first == index.entryCount) {
             slot = kNoSlot;
             return true;
