@@ -51,6 +51,15 @@ TEST_F(KeyLevelsTest, CountsAsABinarySearchDoesAtEverySize) {
             const auto notAbove = static_cast<uint32_t>(std::upper_bound(keys.begin(), keys.end(), q) - keys.begin());
             ASSERT_EQ(levels.CountBelow(q), below) << n << " keys, asked " << q;
             ASSERT_EQ(levels.CountNotAbove(q), notAbove) << n << " keys, asked " << q;
+            // In two steps: the count ends in the bottom block named, or just after it.
+            const uint32_t bottom = levels.BottomOf(q);
+            ASSERT_EQ(bottom % KeyLevels::kBlock, 0u);
+            ASSERT_LE(bottom, below) << n << " keys, asked " << q;
+            ASSERT_LE(below, bottom + KeyLevels::kBlock) << n << " keys, asked " << q;
+            ASSERT_EQ(levels.CountBelowIn(bottom, q), below) << n << " keys, asked " << q;
+            if (n > 0) {
+                ASSERT_EQ(*levels.At(bottom), levels.Key(bottom));
+            }
             uint32_t mine = 0;
             uint32_t other = 0;
             KeyLevels::CountBelowInBoth(levels, q, halved, q / 3, mine, other);
