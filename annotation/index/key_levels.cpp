@@ -94,20 +94,22 @@ uint32_t KeyLevels::CountFrom(uint32_t block, uint64_t key) const noexcept {
     return std::min(block * kBlock + CountInBlock<kOrEqual>(data_ + block * kBlock, key), count_);
 }
 
+// The block of the keys themselves where the search ends.
 template <bool kOrEqual>
-uint32_t KeyLevels::Search(uint64_t key) const noexcept {
+uint32_t KeyLevels::BottomBlock(uint64_t key) const noexcept {
     uint32_t block = 0;
     for (uint32_t level = levels_ - 1; level > 0; --level) block = Descend<kOrEqual>(level, block, key);
-    return CountFrom<kOrEqual>(block, key);
+    return block;
+}
+
+template <bool kOrEqual>
+uint32_t KeyLevels::Search(uint64_t key) const noexcept {
+    return CountFrom<kOrEqual>(BottomBlock<kOrEqual>(key), key);
 }
 
 uint32_t KeyLevels::CountBelow(uint64_t key) const noexcept { return Search<false>(key); }
 
-uint32_t KeyLevels::BottomOf(uint64_t key) const noexcept {
-    uint32_t block = 0;
-    for (uint32_t level = levels_ - 1; level > 0; --level) block = Descend<false>(level, block, key);
-    return block * kBlock;
-}
+uint32_t KeyLevels::BottomOf(uint64_t key) const noexcept { return BottomBlock<false>(key) * kBlock; }
 
 uint32_t KeyLevels::CountBelowIn(uint32_t bottom, uint64_t key) const noexcept {
     return CountFrom<false>(bottom / kBlock, key);

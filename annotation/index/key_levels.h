@@ -75,6 +75,8 @@ private:
     template <bool kOrEqual>
     uint32_t CountFrom(uint32_t block, uint64_t key) const noexcept;
     template <bool kOrEqual>
+    uint32_t BottomBlock(uint64_t key) const noexcept;
+    template <bool kOrEqual>
     uint32_t Search(uint64_t key) const noexcept;
 
     void* memory_ = nullptr;    // as allocated; data_ is aligned in it

@@ -431,11 +431,12 @@ bool FirstNotBefore(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) 
 
 bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
     // The first entry whose greatest end passes pos decides alone, unless
-    // it starts at pos's anchor key: the entries before it end at or before
-    // pos, so with a lower start key it covers pos and a walk from the head
-    // passes every start before it; with a higher one every start from it
-    // on lies after pos, and no node covers pos. One key read then replaces
-    // the search of the starts, and breaks in start order do not matter.
+    // it starts at pos's anchor key. The entries before it end at or before
+    // pos and cover nothing. With a lower start key, so do their starts
+    // (the start keys do not decrease): a walk from the head reaches it, and
+    // it covers pos. With a higher one, it and every entry after it start
+    // after pos, and no node covers pos. One key read then replaces the
+    // search of the starts, and breaks in start order do not matter.
     if (index.startKeys.Ready() && index.endKeys.Ready()) {
         const uint64_t key = AnchorKey(pos);
         const uint32_t bottom = index.endKeys.BottomOf(key);
