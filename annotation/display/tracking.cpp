@@ -51,20 +51,21 @@ uint32_t SwitchPreviousLookOff(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& inf
 }
 
 // The node where the next call's scan begins: the first that does not lie
-// wholly before `pos`.
-void AdvanceNextNode(AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos) {
+// wholly before `pos`. Adds the nodes walked to `steps`.
+void AdvanceNextNode(AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos, uint32_t& steps) {
     const uint16_t current = CheckedSlot(list, info.nextNode);
     if (current == kNoSlot) {
-        info.nextNode = FindNextAnnoByPos(list, kNoSlot, &pos);
+        info.nextNode = FindNextAnnoByPos(list, kNoSlot, &pos, &steps);
     } else if (!Before(pos, list.Node(current).anno.end)) {
-        info.nextNode = FindNextAnnoByPos(list, current, &pos);
+        info.nextNode = FindNextAnnoByPos(list, current, &pos, &steps);
     }
 }
 
 // The nearest position after `pos` at which some annotation from nextNode on
 // begins or ends. Nodes are in start order, so the walk stops at the first
-// that starts after the nearest change found so far.
-void ComputeNextChange(AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos) {
+// that starts after the nearest change found so far. Adds the nodes walked
+// to `steps`.
+void ComputeNextChange(AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos, uint32_t& steps) {
     if (info.nextNode == kNoSlot) {
         NoMoreChanges(info);
         return;
@@ -76,6 +77,7 @@ void ComputeNextChange(AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos) 
     }
     info.nextChange = first.anno.end;
     ForEachNodeFrom(list, first.next, [&](uint16_t, const AnnoNode& node) {
+        ++steps;
         if (Before(info.nextChange, node.anno.start)) return false;
         if (Before(pos, node.anno.start)) {
             info.nextChange = node.anno.start;
@@ -134,7 +136,7 @@ uint32_t SwitchNodeOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16
 // memory, a record whose slot holds no listed node): the walks run.
 bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos,
                        uint16_t scanStart, uint32_t& touched) {
-    ListIndex* index = ReadyIndex(state, list, IndexUse::kComplete);
+    ListIndex* index = ReadyIndex(state, list, IndexUse::kCompleteAfterWalks);
     if (index == nullptr) return false;
     const uint32_t scanEntry = scanStart == kNoSlot ? kNoEntry : EntryOfSlot(*index, scanStart);
     if (scanStart != kNoSlot && scanEntry == kNoEntry) return false;
@@ -183,7 +185,8 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
     } else if (nextEntry >= alive.startsNotAfter) {
         info.nextChange = alive.starts[nextEntry];
     } else if (const AliveNode* first = aliveAt(nextEntry); first == nullptr) {
-        ComputeNextChange(list, info, pos);  // cannot be: a nextNode at or before pos is alive there
+        uint32_t steps = 0;
+        ComputeNextChange(list, info, pos, steps);  // cannot be: a nextNode at or before pos is alive there
     } else {
         AnnoPos change = first->end;
         for (const AliveNode* node = first + 1; node != aliveEnd; ++node) {
@@ -217,12 +220,17 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
     const uint16_t scanStart = CheckedSlot(*list, info.nextNode);
     uint32_t touched = SwitchPreviousLookOff(hDoc, *list, info, scanStart);
     if (TrackThroughIndex(hDoc, *state, *list, info, pos, scanStart, touched)) return touched;
-    AdvanceNextNode(*list, info, pos);
-    ComputeNextChange(*list, info, pos);
+    // The walks are counted, so that an index missing the nodes added since
+    // its build is built once they have cost what that costs.
+    uint32_t steps = 0;
+    AdvanceNextNode(*list, info, pos, steps);
+    ComputeNextChange(*list, info, pos, steps);
     info.hiliteNode = kNoSlot;
     ForEachNodeCovering(*list, scanStart, pos, [&](uint16_t slot, const AnnoNode& node) {
+        ++steps;
         touched |= SwitchNodeOn(hDoc, *list, info, slot, node.kind);
     });
+    NoteListWalked(*state, steps);
     return touched;
 }
 

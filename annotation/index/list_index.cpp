@@ -62,6 +62,15 @@ struct KeptRange {
     uint16_t kind;
 };
 
+// Any node added since the build, for the questions that look for the
+// first node in list order: where it lies among the copies follows from its
+// start, since kept adds keep the list in start order.
+struct KeptNode {
+    AnnoPos start;
+    AnnoPos end;
+    uint16_t slot;
+};
+
 struct ListIndex {
     bool built = false;
     bool inStartOrder = false;          // breakCount == 0
@@ -98,7 +107,7 @@ struct ListIndex {
     uint32_t textHint = 0;  // where NextTextPosition last answered
     uint32_t addsKept = 0;
     uint32_t rangesKept = 0;
-    uint64_t walkedSinceDrop = 0;  // nodes the add-time walks visited since the index was dropped
+    uint64_t walkedSinceDrop = 0;  // nodes walked in its place since the index was dropped or built
     // The nodes alive at aliveAt (see AliveAt), kept for the next position
     // of a pass.
     bool aliveKnown = false;
@@ -108,6 +117,7 @@ struct ListIndex {
     uint32_t aliveCount = 0;
     uint32_t aliveCapacity = 0;
     KeptRange ranges[kMaxAddsKept];
+    KeptNode kept[kMaxAddsKept];  // addsKept of them
 };
 
 namespace {
@@ -386,11 +396,16 @@ ListIndex* ReadyIndex(AnnoDocInfo& info, AnnoList& list, IndexUse use) noexcept 
     if (index.built && (index.count != list.count || index.head != list.head || index.tail != list.tail)) {
         index.built = false;
     }
-    if (use == IndexUse::kComplete && index.addsKept > 0) index.built = false;
     // The walks an add makes are often short (adding in document order), so
     // after a drop they go on walking until they have visited as many nodes
-    // as a build would: a build then costs at most what the walks did.
-    if (!index.built && use == IndexUse::kAddsKept && index.walkedSinceDrop < list.count) return nullptr;
+    // as a build would: a build then costs at most what the walks did. The
+    // same holds for short walks while adds are kept.
+    const bool walksPaid = index.walkedSinceDrop >= list.count;
+    if (use != IndexUse::kAddsKept && index.built && index.addsKept > 0) {
+        if (use == IndexUse::kCompleteAfterWalks && !walksPaid) return nullptr;
+        index.built = false;
+    }
+    if (!index.built && use != IndexUse::kComplete && !walksPaid) return nullptr;
     if (!index.built && !Build(index, list)) return nullptr;
     return &index;
 }
@@ -421,11 +436,47 @@ bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount, bool
     return true;
 }
 
-bool FirstNotBefore(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
+bool FirstNotBefore(const ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept {
     StartsAnd found{};
     if (!SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 0), found)) return false;
-    const uint32_t first = std::min(found.firstPassing, found.startsNotAfter);
-    slot = first < index.entryCount ? index.slots[first] : kNoSlot;
+    if (index.addsKept == 0) {
+        const uint32_t first = std::min(found.firstPassing, found.startsNotAfter);
+        slot = first < index.entryCount ? index.slots[first] : kNoSlot;
+        return true;
+    }
+    // With adds kept the list is in start order, so the answer is the node
+    // of least start among those that start at or before pos and reach it:
+    // the first copy of them, or a kept node. An add goes after every node
+    // that starts where it starts, so at one start the copy comes first,
+    // then the kept nodes in the order they were added.
+    uint16_t reaching = kNoSlot;
+    const AnnoPos* reachingStart = nullptr;
+    if (found.firstPassing < found.startsNotAfter) {
+        reaching = index.slots[found.firstPassing];
+        reachingStart = &index.starts[found.firstPassing];
+    }
+    for (uint32_t i = 0; i < index.addsKept; ++i) {
+        const KeptNode& node = index.kept[i];
+        if (ComparePositions(node.start, pos) > 0 || ComparePositions(node.end, pos) < 0) continue;
+        if (reachingStart == nullptr || ComparePositions(node.start, *reachingStart) < 0) {
+            reaching = node.slot;
+            reachingStart = &node.start;
+        }
+    }
+    if (reaching != kNoSlot) {
+        slot = reaching;
+        return true;
+    }
+    // Else it is the first node that starts after pos: past the last copy
+    // that does not, and past the kept nodes that follow that copy and do
+    // not start after pos either.
+    slot = kNoSlot;
+    const uint16_t from = found.startsNotAfter == 0 ? list.head : list.Node(index.slots[found.startsNotAfter - 1]).next;
+    ForEachNodeFrom(list, from, [&](uint16_t at, const AnnoNode& node) {
+        if (ComparePositions(node.anno.start, pos) <= 0) return true;
+        slot = at;
+        return false;
+    });
     return true;
 }
 
@@ -563,7 +614,7 @@ void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept {
     }
     const AnnoNode& node = list.Node(slot);
     if (IsHiddenKind(node.kind)) index->ranges[index->rangesKept++] = KeptRange{node.anno.start, node.anno.end, node.kind};
-    ++index->addsKept;
+    index->kept[index->addsKept++] = KeptNode{node.anno.start, node.anno.end, slot};
     index->count = list.count;
     index->head = list.head;
     index->tail = list.tail;

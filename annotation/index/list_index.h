@@ -13,15 +13,16 @@
 // Memory: about 85 bytes per listed node (its start, 48 bytes of running
 // maxima, its slot and the way back, two anchor keys of 8.5 bytes), 16 more
 // per insert node, 24 per node alive at the position a pass has reached, and
-// a fixed part of about 9 KB per document (mostly the hidden ranges added
+// a fixed part of about 19 KB per document (mostly the nodes added
 // since the last build), held until ANDeInit.
 //
 // Which changes it follows: an add that only links one new node (no merge
 // into a hidden neighbour, no inserted-text rule) keeps the index, which
-// then knows the new node only by its place in the list and, for hidden
-// ranges, by a copy kept aside; the questions that need every node in the
-// copies rebuild first. Every other change drops it: removals, merges,
-// inserted text, and the list's own end.
+// then knows the new node by its place in the list and by a copy of its
+// positions kept aside (up to 256 such adds); the questions that need every
+// node in the copies rebuild first, or walk while their walks are short.
+// Every other change drops it: removals, merges, inserted text, and the
+// list's own end.
 #ifndef ANNOTATION_INDEX_LIST_INDEX_H
 #define ANNOTATION_INDEX_LIST_INDEX_H
 
@@ -45,12 +46,17 @@ void SetListIndexEnabled(bool enabled) noexcept;
 enum class IndexUse {
     kAddsKept,  // nodes added since the build may be missing from the copies
     kComplete,  // every listed node must be in the copies
+    // As kComplete, for a caller whose walks are short as a rule: while
+    // nodes added since the build are missing it walks, until its walks have
+    // cost what a build costs. Adds between questions (the hide-text builder
+    // tracks along each hide request) then do not each cost a build.
+    kCompleteAfterWalks,
 };
 
 // The document's index, ready to answer for `list` (locked by the caller and
 // named by info.hAnnoList), or null: switched off, or no memory for it, or
-// (kAddsKept) not worth building yet: the caller walks, and says how far
-// with NoteListWalked.
+// (kAddsKept, kCompleteAfterWalks) not worth building yet: the caller walks,
+// and says how far with NoteListWalked.
 ListIndex* ReadyIndex(AnnoDocInfo& info, AnnoList& list, IndexUse use) noexcept;
 
 // The questions by position answer where the starts are in order around
@@ -70,8 +76,9 @@ bool LastStartNotAfter(const ListIndex& index, const AnnoPos& pos, uint16_t& slo
 bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount, bool& hidden) noexcept;
 
 // The first node in list order that starts after pos or ends at or after it
-// (kNoSlot: none). kComplete.
-bool FirstNotBefore(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept;
+// (kNoSlot: none), nodes added since the build included (`list` is the
+// indexed list). kAddsKept.
+bool FirstNotBefore(const ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept;
 
 // The first node in list order that ends after pos, when it starts at or
 // before pos (kNoSlot: none). kComplete.

@@ -48,12 +48,15 @@ uint16_t IsTextHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos) {
 }
 
 uint16_t FindFirstAnnoByPos(AnnoDocInfo& info, AnnoList& list, const AnnoPos& pos) {
-    const ListIndex* index = ReadyIndex(info, list, IndexUse::kComplete);
-    if (uint16_t first = kNoSlot; index && FirstNotBefore(*index, pos, first)) return first;
-    return FindNextAnnoByPos(list, kNoSlot, &pos);
+    const ListIndex* index = ReadyIndex(info, list, IndexUse::kAddsKept);
+    if (uint16_t first = kNoSlot; index && FirstNotBefore(*index, list, pos, first)) return first;
+    uint32_t steps = 0;
+    const uint16_t first = FindNextAnnoByPos(list, kNoSlot, &pos, &steps);
+    NoteListWalked(info, steps);
+    return first;
 }
 
-uint16_t FindNextAnnoByPos(AnnoList& list, uint16_t from, const AnnoPos* pos) {
+uint16_t FindNextAnnoByPos(AnnoList& list, uint16_t from, const AnnoPos* pos, uint32_t* steps) {
     if (pos == nullptr) return kNoSlot;
     uint16_t first = list.head;
     if (from != kNoSlot) {
@@ -62,6 +65,7 @@ uint16_t FindNextAnnoByPos(AnnoList& list, uint16_t from, const AnnoPos* pos) {
     }
     uint16_t found = kNoSlot;
     ForEachNodeFrom(list, first, [&](uint16_t slot, const AnnoNode& node) {
+        if (steps != nullptr) ++*steps;
         if (ComparePositions(node.anno.start, *pos) > 0 || ComparePositions(node.anno.end, *pos) >= 0) {
             found = slot;
             return false;

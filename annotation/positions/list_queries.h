@@ -26,8 +26,8 @@ uint16_t IsTextHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos);
 // does not lie wholly before `pos`: it starts after `pos`, or its end is at or
 // after `pos` (so a node ending exactly at `pos` is returned). kNoSlot when
 // there is none, or when `from` names no slot of the list. `list` is locked
-// by the caller.
-uint16_t FindNextAnnoByPos(AnnoList& list, uint16_t from, const AnnoPos* pos);
+// by the caller. With `steps`, adds the number of nodes visited to it.
+uint16_t FindNextAnnoByPos(AnnoList& list, uint16_t from, const AnnoPos* pos, uint32_t* steps = nullptr);
 
 struct AnnoDocInfo;
 

@@ -378,3 +378,41 @@ TEST_F(IndexDifferential, TrackingThatJumpsAnswersAsTheWalksDo) {
     const std::string walks = run(false);
     EXPECT_EQ(run(true), walks);
 }
+
+// Nodes added after the index was built are known to it only aside; a track
+// that starts among them, where they share starts with listed nodes and
+// with each other, must meet the node the walk from the head meets.
+TEST_F(IndexDifferential, TrackStartsAmongNodesAddedSinceTheBuild) {
+    const IndexSwitchGuard guard;
+    const uint32_t hDoc = AttachDoc(std::string(300, 'x') + "\n");
+    std::vector<AnnoPos> positions;
+    for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 200; pos = next) {
+        positions.push_back(pos);
+        if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
+    }
+    ASSERT_EQ(positions.size(), 200u);
+    for (uint32_t i = 10; i < 150; i += 10) ASSERT_EQ(AddHilite(hDoc, 1, positions[i], positions[i + 5]), 0u);
+    AnnoFindInfo find{};
+    find.size = sizeof find;
+    find.searchFlags = ANFIND_AT | ANMATCH_ALLBITS;
+    find.pos = positions[12];
+    ASSERT_EQ(ANFindAnno(hDoc, 0, &find), 0u);  // builds the index
+    // At listed starts, ending before, with and after the listed node; and
+    // at starts of their own, before the first node and after the last.
+    for (uint32_t i = 20; i < 150; i += 30) {
+        for (const uint32_t length : {2u, 5u, 12u}) ASSERT_EQ(AddHilite(hDoc, 2, positions[i], positions[i + length]), 0u);
+        ASSERT_EQ(AddHilite(hDoc, 3, positions[i + 3], positions[i + 4]), 0u);
+    }
+    ASSERT_EQ(AddHilite(hDoc, 4, positions[2], positions[4]), 0u);
+    ASSERT_EQ(AddHilite(hDoc, 4, positions[170], positions[180]), 0u);
+    for (uint32_t at = 0; at < 190; ++at) {
+        std::string answers[2];
+        for (const bool indexed : {false, true}) {
+            annotation::SetListIndexEnabled(indexed);
+            AnnoTrackInfo info{};
+            answers[indexed ? 1 : 0] = std::to_string(ANStartAnnoTrack(hDoc, &positions[at], &info));
+            answers[indexed ? 1 : 0].append(reinterpret_cast<const char*>(&info), sizeof info);
+        }
+        EXPECT_EQ(answers[1], answers[0]) << "at position " << at;
+    }
+}
