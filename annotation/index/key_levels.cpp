@@ -79,6 +79,16 @@ void KeyLevels::FinishLevels(uint32_t n) noexcept {
     }
 }
 
+// A level above holds the first key of each block below, so a key that
+// opens its block is copied up, as far as it opens blocks.
+void KeyLevels::Set(uint32_t i, uint64_t key) noexcept {
+    for (uint32_t level = 0; level < levels_; ++level) {
+        data_[offset_[level] + i] = key;
+        if (i % kBlock != 0) return;
+        i /= kBlock;
+    }
+}
+
 // One step down from `block` of `level`: the block of the level below whose
 // first key is the last one below `key`; the answer lies in it or at the
 // start of the next.

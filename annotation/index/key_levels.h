@@ -43,6 +43,10 @@ public:
         return true;
     }
 
+    // Replaces key i, in place, with one that keeps the keys in order (not
+    // below key i - 1, not above key i + 1); the levels above follow.
+    void Set(uint32_t i, uint64_t key) noexcept;
+
     // Forgets the keys (the memory is kept for the next build).
     void Clear() noexcept { count_ = 0, levels_ = 0; }
 

@@ -60,6 +60,7 @@ struct KeptRange {
     AnnoPos start;
     AnnoPos end;
     uint16_t kind;
+    uint16_t slot;
 };
 
 // Any node added since the build, for the questions that look for the
@@ -381,6 +382,69 @@ uint32_t FirstInsertAfter(ListIndex& index, const AnnoPos& from) {
     return index.textHint;
 }
 
+// A grown end raises the running maxima from entry `from` on, as far as they
+// are below it (they never decrease, so where none is, none after is). A
+// merged range seldom reaches past more than a few later starts; one that
+// raises more than this many entries drops the index instead.
+constexpr uint32_t kMostMaximaRaised = 64;
+
+bool RaiseGreatestEnds(ListIndex& index, uint32_t from, uint16_t kind, const AnnoPos& end) {
+    for (uint32_t i = from; i < index.entryCount; ++i) {
+        if (i - from == kMostMaximaRaised) return false;
+        IndexEntry& entry = index.entries[i];
+        bool raised = false;
+        auto raise = [&](AnnoPos& greatest) {
+            if (ComparePositions(end, greatest) <= 0) return;
+            greatest = end;
+            raised = true;
+        };
+        raise(entry.greatestEnd);
+        if (IsHiddenKind(kind)) raise(entry.greatestHiddenEnd);
+        if (kind == ANNO_HIDETEXT) raise(entry.greatestHideTextEnd);
+        if (!raised) return true;
+        if (index.endKeys.Ready()) index.endKeys.Set(i, AnchorKey(entry.greatestEnd));
+    }
+    return true;
+}
+
+// The copies of the node in `slot`, whose start moved back or whose end
+// moved on (or both), made its own again. False when the index cannot
+// follow; it may then be changed in part, and the caller drops it.
+//
+// The list stays in start order: the node moved back no further than the
+// start of the node before it. When that start equals it, the nodes that
+// start there would no longer be the copies first and the kept adds in the
+// order of their adds, which the questions rely on, so the index goes.
+bool FollowRangeGrown(ListIndex& index, AnnoList& list, uint16_t slot) {
+    const AnnoNode& node = list.Node(slot);
+    const AnnoPos& start = node.anno.start;
+    auto startFits = [&](const AnnoPos& copied) {
+        const int moved = ComparePositions(start, copied);
+        if (moved == 0) return true;
+        return moved < 0 && (node.prev == kNoSlot || ComparePositions(list.Node(node.prev).anno.start, start) < 0);
+    };
+    index.aliveKnown = false;
+    const uint32_t entry = EntryOfSlot(index, slot);
+    if (entry != kNoEntry) {
+        if (!startFits(index.starts[entry])) return false;
+        index.starts[entry] = start;
+        if (index.startKeys.Ready()) index.startKeys.Set(entry, AnchorKey(start));
+        return RaiseGreatestEnds(index, entry, node.kind, node.anno.end);
+    }
+    // Added since the build: its kept copies, the one among the hidden
+    // ranges included.
+    KeptNode* kept = std::find_if(index.kept, index.kept + index.addsKept, [&](const KeptNode& k) { return k.slot == slot; });
+    if (kept == index.kept + index.addsKept || !startFits(kept->start)) return false;
+    kept->start = start;
+    kept->end = node.anno.end;
+    for (uint32_t i = 0; i < index.rangesKept; ++i) {
+        if (index.ranges[i].slot != slot) continue;
+        index.ranges[i].start = start;
+        index.ranges[i].end = node.anno.end;
+    }
+    return true;
+}
+
 }  // namespace
 
 void SetListIndexEnabled(bool enabled) noexcept { gIndexEnabled = enabled; }
@@ -613,11 +677,19 @@ void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept {
         return;
     }
     const AnnoNode& node = list.Node(slot);
-    if (IsHiddenKind(node.kind)) index->ranges[index->rangesKept++] = KeptRange{node.anno.start, node.anno.end, node.kind};
+    if (IsHiddenKind(node.kind)) {
+        index->ranges[index->rangesKept++] = KeptRange{node.anno.start, node.anno.end, node.kind, slot};
+    }
     index->kept[index->addsKept++] = KeptNode{node.anno.start, node.anno.end, slot};
     index->count = list.count;
     index->head = list.head;
     index->tail = list.tail;
+}
+
+void NoteRangeGrown(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept {
+    ListIndex* index = info.index;
+    if (index == nullptr || !index->built) return;
+    if (!index->inStartOrder || !FollowRangeGrown(*index, list, slot)) DropListIndex(info);
 }
 
 void NoteListWalked(AnnoDocInfo& info, uint32_t steps) noexcept {

@@ -21,8 +21,9 @@
 // then knows the new node by its place in the list and by a copy of its
 // positions kept aside (up to 256 such adds); the questions that need every
 // node in the copies rebuild first, or walk while their walks are short.
-// Every other change drops it: removals, merges, inserted text, and the
-// list's own end.
+// A merge into a hidden neighbour keeps it too: the neighbour's copies take
+// its grown range. Every other change drops it: removals, inserted text,
+// and the list's own end.
 #ifndef ANNOTATION_INDEX_LIST_INDEX_H
 #define ANNOTATION_INDEX_LIST_INDEX_H
 
@@ -133,6 +134,10 @@ bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& a
 
 // After an add linked `slot` and changed no other node.
 void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept;
+
+// After a merge grew the hidden range of the node in `slot` (its start
+// moved back, its end on, or both) and changed nothing else.
+void NoteRangeGrown(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept;
 
 // After a walk that the index could not spare an add: `steps` nodes.
 void NoteListWalked(AnnoDocInfo& info, uint32_t steps) noexcept;

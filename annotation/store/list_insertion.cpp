@@ -101,7 +101,7 @@ InsertionPoint FindInsertionPoint(AnnoDocInfo& info, AnnoList& list, const AnnoP
 // where the two touch or overlap. Only the two neighbours of the insertion
 // point are looked at. Returns whether a neighbour took the range (then no
 // node is added).
-bool MergeHiddenRange(AnnoList& list, InsertionPoint at, const InternalAnno& anno) {
+bool MergeHiddenRange(AnnoDocInfo& info, AnnoList& list, InsertionPoint at, const InternalAnno& anno) {
     bool merged = false;
     for (const uint16_t slot : {at.prev, at.next}) {
         if (slot == kNoSlot) continue;
@@ -109,14 +109,17 @@ bool MergeHiddenRange(AnnoList& list, InsertionPoint at, const InternalAnno& ann
         if (list.Node(slot).kind != ANNO_HIDETEXT) continue;
         const AnnoPos oldStart = neighbour.start;
         const AnnoPos oldEnd = neighbour.end;
+        bool grown = false;
         if (ComparePositions(anno.start, oldStart) <= 0 && ComparePositions(anno.end, oldStart) >= 0) {
             neighbour.start = anno.start;
-            merged = true;
+            grown = true;
         }
         if (ComparePositions(anno.start, oldEnd) <= 0 && ComparePositions(anno.end, oldEnd) >= 0) {
             neighbour.end = anno.end;
-            merged = true;
+            grown = true;
         }
+        if (grown) NoteRangeGrown(info, list, slot);
+        merged = merged || grown;
     }
     return merged;
 }
@@ -149,10 +152,7 @@ uint32_t AddAnnotationToList(uint32_t hAnnoDocInfo, uint16_t kind, AnnoRecord* a
         DropListIndex(*info);
         return AddInsertedText(*info, list, kind, *anno, at, asIs);
     }
-    if (kind == ANNO_HIDETEXT && MergeHiddenRange(*list, at, anno->anno)) {
-        DropListIndex(*info);
-        return 0;
-    }
+    if (kind == ANNO_HIDETEXT && MergeHiddenRange(*info, *list, at, anno->anno)) return 0;
     const uint16_t slot = LinkNewNode(*list, at.prev, at.next, kind, anno->anno);
     NoteNodeLinked(*info, *list, slot);
     return GrowListIfFull(*info, list);
