@@ -545,24 +545,31 @@ bool FirstNotBefore(const ListIndex& index, AnnoList& list, const AnnoPos& pos, 
 }
 
 bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
-    // The first entry whose greatest end passes pos decides alone, unless
-    // it starts at pos's anchor key. The entries before it end at or before
-    // pos and cover nothing. With a lower start key, so do their starts
-    // (the start keys do not decrease): a walk from the head reaches it, and
-    // it covers pos. With a higher one, it and every entry after it start
-    // after pos, and no node covers pos. One key read then replaces the
-    // search of the starts, and breaks in start order do not matter.
-    if (index.startKeys.Ready() && index.endKeys.Ready()) {
+    // The first entry whose greatest end passes pos: the entries before it
+    // end at or before pos and cover nothing. In start order that is the
+    // answer whatever its start. Out of it, its start key decides, unless
+    // it is pos's anchor key: with a lower one, so are the starts of the
+    // entries before it (the start keys do not decrease), a walk from the
+    // head reaches it, and it covers pos; with a higher one, it and every
+    // entry after it start after pos, and no node covers pos. One key read
+    // then replaces the search of the starts, and breaks in start order do
+    // not matter.
+    if (index.endKeys.Ready() && (index.inStartOrder || index.startKeys.Ready())) {
         const uint64_t key = AnchorKey(pos);
         const uint32_t bottom = index.endKeys.BottomOf(key);
-        // The answer lies in the bottom block or just after it: its slot and
-        // start key are read next, so their lines are asked for now.
+        // The answer lies in the bottom block or just after it: its slot
+        // (and out of start order its start key) is read next, so the lines
+        // are asked for now.
         __builtin_prefetch(index.slots + bottom);
-        __builtin_prefetch(index.startKeys.At(bottom));
+        if (!index.inStartOrder) __builtin_prefetch(index.startKeys.At(bottom));
         const uint32_t first =
             FirstPassingFrom(index.endKeys, key, index.endKeys.CountBelowIn(bottom, key), EndsFrom(index, pos, 1));
         if (first == index.entryCount) {
             slot = kNoSlot;
+            return true;
+        }
+        if (index.inStartOrder) {
+            slot = index.slots[first];
             return true;
         }
         if (const uint64_t startKey = index.startKeys.Key(first); startKey != key) {

@@ -81,8 +81,11 @@ bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount, bool
 // indexed list). kAddsKept.
 bool FirstNotBefore(const ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept;
 
-// The first node in list order that ends after pos, when it starts at or
-// before pos (kNoSlot: none). kComplete.
+// Where the walk for the first node covering pos may begin instead of the
+// head: the first node in list order that ends after pos (kNoSlot: none
+// covers pos). Every node before it covers nothing; when it starts after
+// pos, a walk from the head would stop at it or before it too, so either
+// way the walk from it finds what the walk from the head finds. kComplete.
 bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept;
 
 // The answer at pos of a walk over the anchors that hold inserted text.
