@@ -463,11 +463,15 @@ ListIndex* ReadyIndex(AnnoDocInfo& info, AnnoList& list, IndexUse use) noexcept 
     // The walks an add makes are often short (adding in document order), so
     // after a drop they go on walking until they have visited as many nodes
     // as a build would: a build then costs at most what the walks did. The
-    // same holds for short walks while adds are kept.
+    // same holds for short walks while adds are kept, and for the looks
+    // through the kept adds themselves (HiddenAt, FirstNotBefore).
     const bool walksPaid = index.walkedSinceDrop >= list.count;
-    if (use != IndexUse::kAddsKept && index.built && index.addsKept > 0) {
-        if (use == IndexUse::kCompleteAfterWalks && !walksPaid) return nullptr;
-        index.built = false;
+    if (index.built && index.addsKept > 0) {
+        if (use == IndexUse::kComplete || walksPaid) {
+            index.built = false;
+        } else if (use == IndexUse::kCompleteAfterWalks) {
+            return nullptr;
+        }
     }
     if (!index.built && use != IndexUse::kComplete && !walksPaid) return nullptr;
     if (!index.built && !Build(index, list)) return nullptr;
@@ -481,9 +485,10 @@ bool LastStartNotAfter(const ListIndex& index, const AnnoPos& pos, uint16_t& slo
     return true;
 }
 
-bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount, bool& hidden) noexcept {
+bool HiddenAt(ListIndex& index, const AnnoPos& pos, bool breaksCount, bool& hidden) noexcept {
     uint32_t n = 0;
     if (!StartsNotAfter(index, pos, n)) return false;
+    index.walkedSinceDrop += index.rangesKept;
     hidden = true;
     if (n > 0) {
         const IndexEntry& last = index.entries[n - 1];
@@ -500,9 +505,10 @@ bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount, bool
     return true;
 }
 
-bool FirstNotBefore(const ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept {
+bool FirstNotBefore(ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept {
     StartsAnd found{};
     if (!SearchStartsAnd(index, pos, index.endKeys, EndsFrom(index, pos, 0), found)) return false;
+    index.walkedSinceDrop += index.addsKept;
     if (index.addsKept == 0) {
         const uint32_t first = std::min(found.firstPassing, found.startsNotAfter);
         slot = first < index.entryCount ? index.slots[first] : kNoSlot;

@@ -74,12 +74,17 @@ bool LastStartNotAfter(const ListIndex& index, const AnnoPos& pos, uint16_t& slo
 
 // Whether a hide-text node (and, with `breaksCount`, a hidden-paragraph-break
 // node) covers pos: start <= pos < end. Counts the added hidden ranges too.
-bool HiddenAt(const ListIndex& index, const AnnoPos& pos, bool breaksCount, bool& hidden) noexcept;
+//
+// The two questions that look through the nodes added since the build
+// count those looks as walked: once they have cost what a build costs, the
+// next question rebuilds, so that a list whose adds have ended does not
+// keep paying for them.
+bool HiddenAt(ListIndex& index, const AnnoPos& pos, bool breaksCount, bool& hidden) noexcept;
 
 // The first node in list order that starts after pos or ends at or after it
 // (kNoSlot: none), nodes added since the build included (`list` is the
 // indexed list). kAddsKept.
-bool FirstNotBefore(const ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept;
+bool FirstNotBefore(ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept;
 
 // Where the walk for the first node covering pos may begin instead of the
 // head: the first node in list order that ends after pos (kNoSlot: none

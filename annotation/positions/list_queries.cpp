@@ -19,7 +19,7 @@ uint16_t IsHiddenBy(uint32_t hAnnoDocInfo, const AnnoPos* pos, bool hideParaBrea
     if (!info || info->hAnnoList == 0) return 0;
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list) return 0;
-    const ListIndex* index = ReadyIndex(*info, *list, IndexUse::kAddsKept);
+    ListIndex* index = ReadyIndex(*info, *list, IndexUse::kAddsKept);
     if (bool hidden = false; index && HiddenAt(*index, *pos, hideParaBreaksCount, hidden)) return hidden ? 1 : 0;
     uint16_t hidden = 0;
     uint32_t steps = 0;
@@ -48,7 +48,7 @@ uint16_t IsTextHidden(uint32_t hAnnoDocInfo, const AnnoPos* pos) {
 }
 
 uint16_t FindFirstAnnoByPos(AnnoDocInfo& info, AnnoList& list, const AnnoPos& pos) {
-    const ListIndex* index = ReadyIndex(info, list, IndexUse::kAddsKept);
+    ListIndex* index = ReadyIndex(info, list, IndexUse::kAddsKept);
     if (uint16_t first = kNoSlot; index && FirstNotBefore(*index, list, pos, first)) return first;
     uint32_t steps = 0;
     const uint16_t first = FindNextAnnoByPos(list, kNoSlot, &pos, &steps);
