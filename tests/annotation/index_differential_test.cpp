@@ -423,17 +423,21 @@ TEST_F(IndexDifferential, TrackStartsAmongNodesAddedSinceTheBuild) {
 // neighbour instead; the index follows the grown range, whether the
 // neighbour is listed in the copies or was added since the build. Random
 // short ranges merge often, move starts back onto and past other starts,
-// and grow ends over later nodes; after every add the questions that take
-// added nodes into account are asked at every position, and every few adds
-// the finds that rebuild the index first.
+// and grow ends over later nodes. The adds come in pairs, the second near
+// the first, before or after it, so that ranges added since the build merge
+// too. After each pair the questions that take added nodes into account are
+// asked at every position, then the finds, which rebuild the index first.
+// Hilites beyond the adds' reach make the list long beside the few adds
+// kept, so that the questions' looks through those adds do not rebuild the
+// index before the positions the pair changed are asked.
 TEST_F(IndexDifferential, HiddenRangesThatMergeAnswerAsTheWalksDo) {
     const IndexSwitchGuard guard;
     auto run = [&](bool indexed, uint32_t seed) {
         annotation::SetListIndexEnabled(indexed);
         std::mt19937 rng(seed);
-        const uint32_t hDoc = AttachDoc(std::string(150, 'x') + "\n" + std::string(50, 'y') + "\n");
+        const uint32_t hDoc = AttachDoc(std::string(250, 'x') + "\n" + std::string(150, 'y') + "\n");
         std::vector<AnnoPos> positions;
-        for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 300; pos = next) {
+        for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 400; pos = next) {
             positions.push_back(pos);
             if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
         }
@@ -447,8 +451,12 @@ TEST_F(IndexDifferential, HiddenRangesThatMergeAnswerAsTheWalksDo) {
             seen += "," + std::to_string(ANFindAnno(hDoc, 0, &found));
             seen.append(reinterpret_cast<const char*>(&found), sizeof found);
         };
-        auto askEverywhere = [&] {
-            for (const AnnoPos& pos : positions) {
+        // From `from` on, then the rest: the questions' looks through the
+        // kept adds soon rebuild the index, so the positions the last adds
+        // changed are asked before that.
+        auto askEverywhere = [&](size_t from) {
+            for (size_t i = 0; i < positions.size(); ++i) {
+                const AnnoPos& pos = positions[(from + i) % positions.size()];
                 AnnoTrackInfo info{};
                 seen += std::to_string(annotation::IsPositionHidden(hInfo, &pos)) +
                         std::to_string(annotation::IsTextHidden(hInfo, &pos)) +
@@ -457,6 +465,10 @@ TEST_F(IndexDifferential, HiddenRangesThatMergeAnswerAsTheWalksDo) {
                 ANEndAnnoTrack(hDoc, &info);
             }
         };
+        constexpr uint32_t kReach = 240;
+        for (uint32_t i = kReach + 20; i + 2 < positions.size(); ++i) {
+            EXPECT_EQ(AddHilite(hDoc, 3, positions[i], positions[i + 2]), 0u);
+        }
         // First a listed hidden range whose start moves back onto the start
         // of a hilite added since the build: the hilite comes first in the
         // list, though the copies would put the listed node first.
@@ -465,15 +477,16 @@ TEST_F(IndexDifferential, HiddenRangesThatMergeAnswerAsTheWalksDo) {
         find(positions[0]);
         EXPECT_EQ(AddHilite(hDoc, 1, positions[42], positions[49]), 0u);
         EXPECT_EQ(AddHide(hDoc, 2, positions[42], positions[46]), 0u);
-        askEverywhere();
-        for (int add = 0; add < 120; ++add) {
-            const uint32_t from = static_cast<uint32_t>(rng() % (positions.size() - 12));
-            const AnnoPos& start = positions[from];
-            const AnnoPos& end = positions[from + 1 + rng() % 10];
-            const uint32_t result = rng() % 3 == 0 ? AddHilite(hDoc, 1, start, end) : AddHide(hDoc, 2, start, end);
-            seen += "add " + std::to_string(result) + ":";
-            askEverywhere();
-            if (add % 10 != 9) continue;
+        askEverywhere(40);
+        for (int pair = 0; pair < 60; ++pair) {
+            const auto first = static_cast<uint32_t>(8 + rng() % (kReach - 16));
+            for (const uint32_t from : {first, first + static_cast<uint32_t>(rng() % 16) - 8}) {
+                const AnnoPos& start = positions[from];
+                const AnnoPos& end = positions[from + 1 + rng() % 10];
+                const uint32_t result = rng() % 3 == 0 ? AddHilite(hDoc, 1, start, end) : AddHide(hDoc, 2, start, end);
+                seen += "add " + std::to_string(result) + ":";
+            }
+            askEverywhere(first - 8);
             for (const AnnoPos& pos : positions) find(pos);
         }
         const uint32_t hList = ListHandle(hDoc);
