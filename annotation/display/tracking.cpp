@@ -89,26 +89,36 @@ void ComputeNextChange(AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos, 
 }
 
 // Of two hilites on one position the narrower one shows: the one that ends
-// first; with equal ends, the one met later in the scan (it starts later);
-// the one that ends later only when it was added in a higher slot.
-bool TakesOverHilite(AnnoList& list, uint16_t candidate, uint16_t shown) {
-    const InternalAnno& m = list.Node(candidate).anno;
-    const InternalAnno& h = list.Node(shown).anno;
-    const int ends = ComparePositions(m.end, h.end);
-    if (ends < 0) return true;
-    if (ends == 0) return ComparePositions(m.start, h.start) != 0;
+// first; with equal ends, the one met later in the scan, when it starts
+// later (`startsDiffer`, asked only then); the one that ends later only when
+// it was added in a higher slot.
+template <typename StartsDiffer>
+bool TakesOverHilite(const PositionKey& candidateEnd, uint16_t candidate, const PositionKey& shownEnd, uint16_t shown,
+                     StartsDiffer startsDiffer) {
+    if (candidateEnd < shownEnd) return true;
+    if (candidateEnd == shownEnd) return startsDiffer();
     return candidate > shown;
 }
 
-uint32_t SwitchHiliteOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16_t slot) {
-    if (info.hiliteNode == kNoSlot) {
-        info.hiliteNode = slot;
-        return HandleHilite(hDoc, list, info, slot, 1);
-    }
-    if (!TakesOverHilite(list, slot, info.hiliteNode)) return 0;
-    uint32_t touched = HandleHilite(hDoc, list, info, info.hiliteNode, 0);
+// The hilite in `slot` becomes the one shown: the one shown until now, if
+// any, goes off first.
+uint32_t ShowHilite(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16_t slot) {
+    uint32_t touched = 0;
+    if (info.hiliteNode != kNoSlot) touched = HandleHilite(hDoc, list, info, info.hiliteNode, 0);
     info.hiliteNode = slot;
     return touched | HandleHilite(hDoc, list, info, slot, 1);
+}
+
+uint32_t SwitchHiliteOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16_t slot) {
+    if (info.hiliteNode != kNoSlot) {
+        const InternalAnno& m = list.Node(slot).anno;
+        const InternalAnno& h = list.Node(info.hiliteNode).anno;
+        if (!TakesOverHilite(KeyOf(m.end), slot, KeyOf(h.end), info.hiliteNode,
+                             [&] { return ComparePositions(m.start, h.start) != 0; })) {
+            return 0;
+        }
+    }
+    return ShowHilite(hDoc, list, info, slot);
 }
 
 // Switches on what the node covering the position contributes.
@@ -143,67 +153,81 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
     AliveNodes alive{};
     if (!AliveAt(*index, list, pos, alive)) return false;
     const AliveNode* aliveEnd = alive.nodes + alive.count;
-    // The alive nodes from `entry` on (or after it) in list order. A pass
-    // has a few nodes alive at a time: a scan is quicker than halving.
-    auto aliveFrom = [&](uint32_t entry) {
-        const AliveNode* node = alive.nodes;
-        while (node != aliveEnd && node->entry < entry) ++node;
-        return node;
-    };
-    auto aliveAfter = [&](uint32_t entry) { return entry == kNoEntry ? aliveEnd : aliveFrom(entry + 1); };
-
-    // The alive node of `entry`, or null when that node is not alive at pos.
-    auto aliveAt = [&](uint32_t entry) -> const AliveNode* {
-        const AliveNode* node = aliveFrom(entry);
-        return node != aliveEnd && node->entry == entry ? node : nullptr;
-    };
+    const PositionKey posKey = KeyOf(pos);
+    // The alive nodes from the scan's start on, in list order. A pass has a
+    // few nodes alive at a time: a scan is quicker than halving.
+    const AliveNode* fromScan = alive.nodes;
+    while (fromScan != aliveEnd && fromScan->entry < scanEntry) ++fromScan;
 
     // AdvanceNextNode: the first node from the scan's start on (after it,
     // once pos has reached its end) that starts after pos or ends at or
     // after it. A scan's start that starts at or before pos ends after it
-    // only when it is alive there.
-    auto reached = [&](uint32_t entry) {
-        if (entry >= alive.startsNotAfter) return !Before(pos, list.Node(alive.SlotOf(entry)).anno.end);
-        const AliveNode* current = aliveAt(entry);
-        return current == nullptr || !Before(pos, current->end);
-    };
+    // only when it is alive there. `first` is nextNode's alive node, if any.
     uint32_t nextEntry = scanEntry;
+    const AliveNode* first = nullptr;
     if (scanStart == kNoSlot) {
-        nextEntry = std::min(alive.count > 0 ? alive.nodes[0].entry : kNoEntry, alive.startsNotAfter);
-    } else if (reached(scanEntry)) {
-        const AliveNode* after = aliveAfter(scanEntry);
-        nextEntry = std::min(after == aliveEnd ? kNoEntry : after->entry,
-                             std::max(alive.startsNotAfter, scanEntry + 1));
+        first = alive.count > 0 ? alive.nodes : nullptr;
+        nextEntry = std::min(first != nullptr ? first->entry : kNoEntry, alive.startsNotAfter);
+    } else {
+        const AliveNode* current = fromScan != aliveEnd && fromScan->entry == scanEntry ? fromScan : nullptr;
+        const bool reached = scanEntry >= alive.startsNotAfter
+                                 ? !Before(pos, list.Node(alive.SlotOf(scanEntry)).anno.end)
+                                 : current == nullptr || current->endKey <= posKey;
+        if (!reached) {
+            first = current;
+        } else {
+            const AliveNode* after = current != nullptr ? current + 1 : fromScan;
+            nextEntry = std::min(after == aliveEnd ? kNoEntry : after->entry,
+                                 std::max(alive.startsNotAfter, scanEntry + 1));
+            first = after != aliveEnd && after->entry == nextEntry ? after : nullptr;
+        }
     }
     info.nextNode = alive.SlotOf(nextEntry);
 
     // ComputeNextChange: a nextNode that starts after pos is the change;
     // else it is alive, and the change is the nearest of its end, the ends
-    // after pos of the nodes alive after it, and the starts that follow.
+    // after pos of the nodes alive after it, and the starts that follow. An
+    // equal position found later replaces the one found, as in the walk.
     if (info.nextNode == kNoSlot) {
         NoMoreChanges(info);
     } else if (nextEntry >= alive.startsNotAfter) {
         info.nextChange = alive.starts[nextEntry];
-    } else if (const AliveNode* first = aliveAt(nextEntry); first == nullptr) {
+    } else if (first == nullptr) {
         uint32_t steps = 0;
         ComputeNextChange(list, info, pos, steps);  // cannot be: a nextNode at or before pos is alive there
     } else {
-        AnnoPos change = first->end;
+        const AnnoPos* change = &first->end;
+        PositionKey changeKey = first->endKey;
         for (const AliveNode* node = first + 1; node != aliveEnd; ++node) {
-            if (Before(pos, node->end) && !Before(change, node->end)) change = node->end;
+            if (posKey < node->endKey && node->endKey <= changeKey) {
+                change = &node->end;
+                changeKey = node->endKey;
+            }
         }
-        for (uint32_t entry = std::max(alive.startsNotAfter, nextEntry + 1);
-             entry < alive.entryCount && !Before(change, alive.starts[entry]); ++entry) {
-            change = alive.starts[entry];  // every one of these starts after pos
+        for (uint32_t entry = std::max(alive.startsNotAfter, nextEntry + 1); entry < alive.entryCount; ++entry) {
+            const PositionKey startKey = KeyOf(alive.starts[entry]);  // every one of these starts after pos
+            if (changeKey < startKey) break;
+            change = &alive.starts[entry];
+            changeKey = startKey;
         }
-        info.nextChange = change;
+        info.nextChange = *change;
     }
 
     // The scan from its start: the nodes alive at pos that do not end there.
     info.hiliteNode = kNoSlot;
     if (scanStart == kNoSlot) return true;
-    for (const AliveNode* node = aliveFrom(scanEntry); node != aliveEnd; ++node) {
-        if (Before(pos, node->end)) touched |= SwitchNodeOn(hDoc, list, info, node->slot, node->kind);
+    const AliveNode* shown = nullptr;  // the hilite shown so far
+    for (const AliveNode* node = fromScan; node != aliveEnd; ++node) {
+        if (node->endKey <= posKey) continue;
+        if (node->kind != ANNO_HILITETEXT) {
+            touched |= SwitchNodeOn(hDoc, list, info, node->slot, node->kind);
+        } else if (shown == nullptr ||
+                   TakesOverHilite(node->endKey, node->slot, shown->endKey, shown->slot, [&] {
+                       return KeyOf(alive.starts[node->entry]) != KeyOf(alive.starts[shown->entry]);
+                   })) {
+            touched |= ShowHilite(hDoc, list, info, node->slot);
+            shown = node;
+        }
     }
     return true;
 }

@@ -165,8 +165,9 @@ AnnoPos Greatest(const AnnoPos& before, const AnnoPos& end) {
 }
 
 // One walk of the list fills the copies. False when memory runs out or the
-// chain does not hold `count` nodes; the index then stays unbuilt.
-bool Build(ListIndex& index, AnnoList& list) {
+// chain does not hold `count` nodes; the index then stays unbuilt. Out of
+// line: ReadyIndex, asked at every step of a layout pass, stays a leaf.
+[[gnu::noinline]] bool Build(ListIndex& index, AnnoList& list) {
     index.built = false;
     if (!Reserve(index.starts, index.startCapacity, list.count) ||
         !Reserve(index.entries, index.entryCapacity, list.count) || !Reserve(index.slots, index.slotCapacity, list.count) ||
@@ -625,12 +626,14 @@ uint32_t EntryOfSlot(const ListIndex& index, uint16_t slot) noexcept {
 
 bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& alive) noexcept {
     // Adds the entry when it is alive at pos; false when memory runs out.
+    const PositionKey posKey = KeyOf(pos);
     auto addAlive = [&](uint32_t entry) {
         const uint16_t slot = index.slots[entry];
         const AnnoNode& node = list.Node(slot);
-        if (ComparePositions(node.anno.end, pos) < 0) return true;
+        const PositionKey endKey = KeyOf(node.anno.end);
+        if (endKey < posKey) return true;
         if (!Reserve(index.alive, index.aliveCapacity, index.aliveCount + 1)) return false;
-        index.alive[index.aliveCount++] = AliveNode{node.anno.end, entry, slot, node.kind};
+        index.alive[index.aliveCount++] = AliveNode{node.anno.end, endKey, entry, slot, node.kind};
         return true;
     };
     // Forwards from the last position: the nodes that ended go, those that
@@ -643,11 +646,13 @@ bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& a
     if (known) {
         uint32_t kept = 0;
         for (uint32_t i = 0; i < index.aliveCount; ++i) {
-            if (ComparePositions(index.alive[i].end, pos) >= 0) index.alive[kept++] = index.alive[i];
+            if (index.alive[i].endKey < posKey) continue;
+            if (kept != i) index.alive[kept] = index.alive[i];
+            ++kept;
         }
         index.aliveCount = kept;
         for (uint32_t passed = 0; startsNotAfter < index.entryCount &&
-                                  ComparePositions(index.starts[startsNotAfter], pos) <= 0;
+                                  KeyOf(index.starts[startsNotAfter]) <= posKey;
              ++startsNotAfter) {
             if (++passed > kMostStartsPassed) {
                 known = false;
@@ -658,11 +663,10 @@ bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& a
         // Every later entry starts after pos too, unless a break in start
         // order follows among the entries of pos's anchor key (as a rule the
         // next start has a greater key, and there is none).
-        const uint64_t key = AnchorKey(pos);
         if (known && !index.inStartOrder && startsNotAfter < index.entryCount &&
-            AnchorKey(index.starts[startsNotAfter]) == key) {
+            AnchorKey(index.starts[startsNotAfter]) == posKey.anchor) {
             if (!index.startKeys.Ready() ||
-                AnyBreakIn(index, startsNotAfter + 1, KeyRunEnd(index.startKeys, key, startsNotAfter))) {
+                AnyBreakIn(index, startsNotAfter + 1, KeyRunEnd(index.startKeys, posKey.anchor, startsNotAfter))) {
                 return false;
             }
         }

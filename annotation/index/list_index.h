@@ -12,7 +12,7 @@
 //
 // Memory: about 85 bytes per listed node (its start, 48 bytes of running
 // maxima, its slot and the way back, two anchor keys of 8.5 bytes), 16 more
-// per insert node, 24 per node alive at the position a pass has reached, and
+// per insert node, 40 per node alive at the position a pass has reached, and
 // a fixed part of about 19 KB per document (mostly the nodes added
 // since the last build), held until ANDeInit.
 //
@@ -31,6 +31,7 @@
 
 #include "annotation/annotation.h"
 #include "annotation/store/anno_list.h"
+#include "annotation/store/anno_pos.h"
 
 namespace annotation {
 
@@ -118,6 +119,7 @@ uint32_t EntryOfSlot(const ListIndex& index, uint16_t slot) noexcept;
 // not read the list for them. Valid until the next call on the index.
 struct AliveNode {
     AnnoPos end;
+    PositionKey endKey;  // end's, for the comparisons along a pass
     uint32_t entry;
     uint16_t slot;
     uint16_t kind;

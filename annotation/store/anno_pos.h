@@ -41,6 +41,28 @@ constexpr int ComparePositions(const AnnoPos& a, const AnnoPos& b) noexcept {
     return a.subItemId == kWholeItem ? -1 : 1;
 }
 
+// A position as two numbers that order as ComparePositions orders
+// positions: its anchor key, then its place at the anchor (a text position's
+// offset, below every document position; of the document positions the
+// whole item first). A question that compares one position with many takes
+// its key once.
+struct PositionKey {
+    uint64_t anchor;
+    uint64_t within;
+
+    constexpr bool operator==(const PositionKey&) const noexcept = default;
+    constexpr bool operator<(const PositionKey& other) const noexcept {
+        return anchor != other.anchor ? anchor < other.anchor : within < other.within;
+    }
+    constexpr bool operator<=(const PositionKey& other) const noexcept { return !(other < *this); }
+};
+
+constexpr PositionKey KeyOf(const AnnoPos& pos) noexcept {
+    const uint64_t within =
+        pos.posType == ANPOS_ANNOTEXT ? pos.textOffset : (uint64_t{1} << 32) + (pos.subItemId != kWholeItem ? 1 : 0);
+    return PositionKey{AnchorKey(pos), within};
+}
+
 constexpr bool IsTextPosition(const AnnoPos& pos) noexcept { return pos.posType == ANPOS_ANNOTEXT; }
 
 // Whether two positions share their anchor (itemId, subItemId): the place

@@ -1,12 +1,13 @@
-// The position order: the listed cases, and that it is a total order over a
+// The position order: the listed cases, that it is a total order over a
 // dense set of positions (antisymmetric, transitive), which every list walk
-// relies on.
+// relies on, and that the positions' keys order as it does.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <vector>
 
 #include "annotation/annotation.h"
+#include "annotation/store/anno_pos.h"
 
 namespace {
 
@@ -47,20 +48,40 @@ TEST(ComparePositions, OrdersAnchorsTextPositionsAndWholeItems) {
     }
 }
 
-TEST(ComparePositions, IsAntisymmetric) {
-    // Swapping the operands negates the answer, for every pair of a dense
-    // set of document and text positions.
+// A dense set of document and text positions around the order's corners.
+std::vector<AnnoPos> DensePositions() {
     std::vector<AnnoPos> positions;
     for (uint32_t item : {0u, 1u, kWhole}) {
-        for (uint32_t sub : {0u, 1u, 2u, 0x10000u, kWhole}) {
+        for (uint32_t sub : {0u, 1u, 2u, 0x10000u, kWhole - 1, kWhole}) {
             positions.push_back({item, sub, 0, 0});
             positions.push_back({item, sub, 3, 7});
             for (uint32_t offset : {0u, 1u, kWhole}) positions.push_back({item, sub, ANPOS_ANNOTEXT, offset});
         }
     }
+    return positions;
+}
+
+TEST(ComparePositions, IsAntisymmetric) {
+    // Swapping the operands negates the answer, for every pair.
+    const std::vector<AnnoPos> positions = DensePositions();
     for (const AnnoPos& a : positions) {
         for (const AnnoPos& b : positions) {
             ASSERT_EQ(ANCompPos(&a, &b), -ANCompPos(&b, &a));
+        }
+    }
+}
+
+TEST(ComparePositions, KeysOrderAsTheComparison) {
+    // The tracking pass compares precomputed keys in place of positions.
+    const std::vector<AnnoPos> positions = DensePositions();
+    for (const AnnoPos& a : positions) {
+        for (const AnnoPos& b : positions) {
+            const annotation::PositionKey ka = annotation::KeyOf(a);
+            const annotation::PositionKey kb = annotation::KeyOf(b);
+            const int compared = ANCompPos(&a, &b);
+            ASSERT_EQ(ka < kb, compared < 0);
+            ASSERT_EQ(ka == kb, compared == 0);
+            ASSERT_EQ(ka <= kb, compared <= 0);
         }
     }
 }
