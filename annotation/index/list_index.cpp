@@ -625,8 +625,8 @@ uint32_t EntryOfSlot(const ListIndex& index, uint16_t slot) noexcept {
 }
 
 bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& alive) noexcept {
-    // Adds the entry when it is alive at pos; false when memory runs out.
     const PositionKey posKey = KeyOf(pos);
+    // Adds the entry when it is alive at pos; false when memory runs out.
     auto addAlive = [&](uint32_t entry) {
         const uint16_t slot = index.slots[entry];
         const AnnoNode& node = list.Node(slot);
