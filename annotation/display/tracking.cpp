@@ -153,7 +153,7 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
     AliveNodes alive{};
     if (!AliveAt(*index, list, pos, alive)) return false;
     const AliveNode* aliveEnd = alive.nodes + alive.count;
-    const PositionKey posKey = KeyOf(pos);
+    const PositionKey& posKey = alive.at;
     // The alive nodes from the scan's start on, in list order. A pass has a
     // few nodes alive at a time: a scan is quicker than halving.
     const AliveNode* fromScan = alive.nodes;

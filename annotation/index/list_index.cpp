@@ -685,7 +685,7 @@ bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& a
     index.aliveKnown = true;
     index.aliveAt = pos;
     index.aliveStartsNotAfter = startsNotAfter;
-    alive = AliveNodes{index.alive, index.aliveCount, startsNotAfter, index.slots, index.starts, index.entryCount};
+    alive = AliveNodes{index.alive, index.aliveCount, startsNotAfter, index.slots, index.starts, index.entryCount, posKey};
     return true;
 }
 

@@ -131,6 +131,7 @@ struct AliveNodes {
     const uint16_t* slots;  // of every entry
     const AnnoPos* starts;  // of every entry: copies of the nodes' starts
     uint32_t entryCount;
+    PositionKey at;  // pos's key, to compare the nodes' ends with
 
     // The slot of an entry, or kNoSlot past the last.
     uint16_t SlotOf(uint32_t entry) const noexcept { return entry < entryCount ? slots[entry] : kNoSlot; }
