@@ -34,22 +34,24 @@ void TimeAddsOnFreshState(benchmark::State& state, uint32_t hDoc, Add add) {
 
 using bench::LargeDocument;
 
-// Adds of hilites, icons and hidden text (none across a paragraph end) into
-// a list that starts empty: by start, shuffled, or by start from the last
+// Adds of range(0) annotations of `mix` into a list that starts empty, in
+// the order range(1) names: by start, shuffled, or by start from the last
 // one back. Taking the state up and down is not timed.
-void BM_AddAnnos(benchmark::State& state) {
+void TimeAdds(benchmark::State& state, bench::Mix mix) {
     LargeDocument& document = LargeDocument::Get();
     document.Detach();
     const uint32_t hDoc = document.handle();
     const auto count = static_cast<size_t>(state.range(0));
     const auto order = static_cast<bench::Order>(state.range(1));
-    const std::vector<bench::PlannedAnno> annos =
-        bench::MakeAnnos(document.positions(), count, bench::Mix::kDisplay, order);
+    const std::vector<bench::PlannedAnno> annos = bench::MakeAnnos(document.positions(), count, mix, order);
     TimeAddsOnFreshState(state, hDoc, [&] { return bench::AddAnnos(hDoc, annos); });
     static constexpr const char* kOrders[] = {"document order", "random order", "reverse document order"};
     state.SetLabel(kOrders[state.range(1)]);
     state.counters["per_add"] = bench::TimePer(static_cast<double>(count));
 }
+
+// Hilites, icons and hidden text (none across a paragraph end).
+void BM_AddAnnos(benchmark::State& state) { TimeAdds(state, bench::Mix::kDisplay); }
 BENCHMARK(BM_AddAnnos)
     ->ArgNames({"annos", "order"})
     ->ArgsProduct({{1000, 10000}, {0, 1, 2}})
@@ -61,6 +63,16 @@ BENCHMARK(BM_AddAnnos)
     ->ArgNames({"annos", "order"})
     ->Args({60000, 0})
     ->Args({60000, 1})
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
+// The same with a tenth of them inserted text and inserted paragraph
+// breaks: each such add changes the inserted text that the hide-text adds
+// after it step through.
+void BM_AddAnnosWithInserted(benchmark::State& state) { TimeAdds(state, bench::Mix::kWithInserted); }
+BENCHMARK(BM_AddAnnosWithInserted)
+    ->ArgNames({"annos", "order"})
+    ->ArgsProduct({{10000, 60000}, {0, 1, 2}})
     ->Iterations(1)
     ->Unit(benchmark::kMillisecond);
 

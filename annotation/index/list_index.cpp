@@ -129,6 +129,8 @@ namespace {
 
 bool IsHiddenKind(uint16_t kind) { return kind == ANNO_HIDETEXT || kind == ANNO_HIDEPARABREAK; }
 
+bool IsInsertKind(uint16_t kind) { return kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK; }
+
 // The anchors of two positions in the position order: their itemId and
 // subItemId, each taken as a document position.
 int CompareAnchors(uint32_t itemA, uint32_t subA, uint32_t itemB, uint32_t subB) {
@@ -211,7 +213,7 @@ AnnoPos Greatest(const AnnoPos& before, const AnnoPos& end) {
             }
             if (CompareAnchors(start, index.starts[n - 1]) < 0) index.anchorsInOrder = false;
         }
-        if (node.kind == ANNO_INSERTTEXT || node.kind == ANNO_INSERTPARABREAK) {
+        if (IsInsertKind(node.kind)) {
             if (inserts > 0 && CompareAnchors(index.inserts[inserts - 1], start) > 0) {
                 index.insertAnchorsInOrder = false;
             }
@@ -273,6 +275,17 @@ bool AnyBreakIn(const ListIndex& index, uint32_t from, uint32_t to) {
     const uint32_t* end = breaks + index.breakCount;
     const uint32_t* at = std::lower_bound(breaks, end, from);
     return at != end && *at < to;
+}
+
+// Whether the entries of anchor key `key` hold a break in start order. With
+// the anchors in order the breaks' keys never decrease.
+bool KeyHasBreak(const ListIndex& index, uint64_t key) {
+    const uint32_t* breaks = index.breaks;
+    const uint32_t* end = breaks + index.breakCount;
+    const uint32_t* at = std::lower_bound(breaks, end, key, [&](uint32_t entry, uint64_t wanted) {
+        return AnchorKey(index.starts[entry]) < wanted;
+    });
+    return at != end && AnchorKey(index.starts[*at]) == key;
 }
 
 // The first entry that passes a test that holds from some entry on and
@@ -385,6 +398,48 @@ uint32_t FirstInsertAfter(ListIndex& index, const AnnoPos& from) {
     }
     index.textHint = FirstInsertFrom(index, from, true);
     return index.textHint;
+}
+
+// An insert node added since the build joins the copies of the insert
+// anchors, so that the steps through inserted text stay answerable while
+// adds are kept. Only at a document position whose anchor holds no inserted
+// text yet: the node's characters are then the anchor's only ones, and its
+// place among the insert anchors is that of its anchor. False, with nothing
+// changed, when it cannot join (the caller drops the index).
+bool TakeInsertAnchor(ListIndex& index, const AnnoNode& node) {
+    const AnnoPos& start = node.anno.start;
+    if (!index.insertAnchorsInOrder || IsTextPosition(start)) return false;
+    const uint32_t at = FirstInsertFrom(index, start, false);
+    if (at < index.insertCount && CompareAnchors(index.inserts[at], start) == 0) return false;
+    if (!Reserve(index.inserts, index.insertCapacity, index.insertCount + 2)) return false;
+    const uint64_t share = node.kind == ANNO_INSERTTEXT ? node.anno.textLen : 1;
+    // The entries from `at` on, the one holding the total included, move up
+    // one and count the new characters before them.
+    for (uint32_t i = index.insertCount + 1; i > at; --i) {
+        index.inserts[i] = index.inserts[i - 1];
+        index.inserts[i].charsBefore += share;
+    }
+    index.inserts[at] = InsertEntry{start.itemId, start.subItemId, index.inserts[at + 1].charsBefore - share};
+    ++index.insertCount;
+    return true;
+}
+
+// Whether a node starts at the whole item of `anchor`'s item (subItemId
+// 0xFFFFFFFF), among the copies or the kept adds. The copies' start keys are
+// needed; without them the answer is "maybe" (true).
+bool AnyStartAtWholeItem(const ListIndex& index, const AnnoPos& anchor) {
+    const AnnoPos whole{anchor.itemId, kWholeItem, 0, 0};
+    for (uint32_t i = 0; i < index.addsKept; ++i) {
+        if (SameAnchor(index.kept[i].start, whole)) return true;
+    }
+    if (!index.startKeys.Ready()) return true;
+    // The whole item shares its key with the item's character 0.
+    const uint64_t key = AnchorKey(whole);
+    const uint32_t low = index.startKeys.CountBelow(key);
+    for (uint32_t i = low; i < index.entryCount && AnchorKey(index.starts[i]) == key; ++i) {
+        if (SameAnchor(index.starts[i], whole)) return true;
+    }
+    return false;
 }
 
 // A grown end raises the running maxima from entry `from` on, as far as they
@@ -523,16 +578,22 @@ bool FirstNotBefore(ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16
     // of least start among those that start at or before pos and reach it:
     // the first copy of them, or a kept node. An add goes after every node
     // that starts where it starts, so at one start the copy comes first,
-    // then the kept nodes in the order they were added.
+    // then the kept nodes in the order they were added. Where inserted text
+    // has broken the start order at an anchor, the nodes there may follow
+    // each other in any order of their starts: a candidate there leaves the
+    // answer to the walk. Elsewhere list order is anchor order.
+    auto unsure = [&](const AnnoPos& start) { return !index.inStartOrder && KeyHasBreak(index, AnchorKey(start)); };
     uint16_t reaching = kNoSlot;
     const AnnoPos* reachingStart = nullptr;
     if (found.firstPassing < found.startsNotAfter) {
         reaching = index.slots[found.firstPassing];
         reachingStart = &index.starts[found.firstPassing];
+        if (unsure(*reachingStart)) return false;
     }
     for (uint32_t i = 0; i < index.addsKept; ++i) {
         const KeptNode& node = index.kept[i];
         if (ComparePositions(node.start, pos) > 0 || ComparePositions(node.end, pos) < 0) continue;
+        if (unsure(node.start)) return false;
         if (reachingStart == nullptr || ComparePositions(node.start, *reachingStart) < 0) {
             reaching = node.slot;
             reachingStart = &node.start;
@@ -602,6 +663,27 @@ AnchorAnswer FirstAtAnchor(const ListIndex& index, const AnnoPos& pos, uint16_t&
     slot = index.slots[low];
     return AnchorAnswer::kFound;
 }
+
+bool RenumberWalkStart(const ListIndex& index, const AnnoPos& anchor, uint16_t& slot) noexcept {
+    if (!index.startKeys.Ready() || IsTextPosition(anchor)) return false;
+    // The walk stops at the first node whose anchor is beyond, subItemIds
+    // compared as plain numbers: a node at the whole item, first among the
+    // item's positions, would stop it before the anchor's nodes.
+    if (anchor.subItemId != kWholeItem && AnyStartAtWholeItem(index, anchor)) return false;
+    // Every copy before both entries ends before the anchor and has a lower
+    // anchor key: nothing there is renumbered, and none of those is beyond.
+    // (The start keys are kept only while the anchors are in order, breaks
+    // in start order or not.)
+    const uint32_t firstReaching = FirstPassingByKey(index, index.endKeys, anchor, EndsFrom(index, anchor, 0));
+    const uint32_t firstAtKey = index.startKeys.CountBelow(AnchorKey(anchor));
+    const uint32_t first = std::min(firstReaching, firstAtKey);
+    slot = first < index.entryCount ? index.slots[first] : kNoSlot;
+    return true;
+}
+
+uint32_t KeptAddCount(const ListIndex& index) noexcept { return index.addsKept; }
+
+uint16_t KeptAddSlot(const ListIndex& index, uint32_t i) noexcept { return index.kept[i].slot; }
 
 AnchorAnswer NextTextPosition(ListIndex& index, const AnnoPos& from, AnnoPos& next) noexcept {
     if (!index.insertAnchorsInOrder) return AnchorAnswer::kUnknown;
@@ -692,12 +774,18 @@ bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& a
 void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept {
     ListIndex* index = info.index;
     if (index == nullptr || !index->built) return;
-    // Out of start order the kept adds would not help: the questions walk.
-    if (!index->inStartOrder || index->addsKept == kMaxAddsKept) {
+    // A node is added after the last node whose start is not after its own,
+    // so kept adds keep the anchors in order and make no break in start
+    // order. With the anchors out of order the questions walk anyway.
+    if (!index->anchorsInOrder || index->addsKept == kMaxAddsKept) {
         index->built = false;
         return;
     }
     const AnnoNode& node = list.Node(slot);
+    if (IsInsertKind(node.kind) && !TakeInsertAnchor(*index, node)) {
+        index->built = false;
+        return;
+    }
     if (IsHiddenKind(node.kind)) {
         index->ranges[index->rangesKept++] = KeptRange{node.anno.start, node.anno.end, node.kind, slot};
     }

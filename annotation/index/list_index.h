@@ -17,13 +17,16 @@
 // since the last build), held until ANDeInit.
 //
 // Which changes it follows: an add that only links one new node (no merge
-// into a hidden neighbour, no inserted-text rule) keeps the index, which
-// then knows the new node by its place in the list and by a copy of its
-// positions kept aside (up to 256 such adds); the questions that need every
-// node in the copies rebuild first, or walk while their walks are short.
-// A merge into a hidden neighbour keeps it too: the neighbour's copies take
-// its grown range. Every other change drops it: removals, inserted text,
-// and the list's own end.
+// into a hidden neighbour, no inserted-text rule that renumbers, joins or
+// splits) keeps the index, which then knows the new node by its place in
+// the list and by a copy of its positions kept aside (up to 256 such adds);
+// the questions that need every node in the copies rebuild first, or walk
+// while their walks are short. New inserted text or a new paragraph break
+// at a document position that holds none yet, renumbering nothing, is such
+// an add; it also joins the copies of the insert anchors. A merge into a
+// hidden neighbour keeps the index too: the neighbour's copies take its
+// grown range. Every other change drops it: removals, the other inserted
+// text adds, and the list's own end.
 #ifndef ANNOTATION_INDEX_LIST_INDEX_H
 #define ANNOTATION_INDEX_LIST_INDEX_H
 
@@ -94,6 +97,21 @@ bool FirstNotBefore(ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16
 // way the walk from it finds what the walk from the head finds. kComplete.
 bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept;
 
+// Where the walk that renumbers positions for new inserted text at the
+// document position `anchor` may begin instead of the head: every node
+// before `slot` in list order, kept adds aside, neither starts nor ends at
+// the anchor and lies before it, so the walk from the head passes it
+// unchanged. The kept adds (below) may lie before `slot`: the caller looks
+// at each of them as well. kNoSlot: no copy needs the walk. False when the
+// index cannot say: a text position, anchors out of order, or a node at the
+// whole item of the anchor's item, which would end the walk before the
+// anchor. kAddsKept.
+bool RenumberWalkStart(const ListIndex& index, const AnnoPos& anchor, uint16_t& slot) noexcept;
+
+// The nodes added since the build, in the order of their adds.
+uint32_t KeptAddCount(const ListIndex& index) noexcept;
+uint16_t KeptAddSlot(const ListIndex& index, uint32_t i) noexcept;
+
 // The answer at pos of a walk over the anchors that hold inserted text.
 enum class AnchorAnswer { kUnknown, kNone, kFound };
 
@@ -105,7 +123,8 @@ AnchorAnswer FirstAtAnchor(const ListIndex& index, const AnnoPos& pos, uint16_t&
 // The step of ANNextAnnoTextPos from `from`: kFound with `next`, kNone, or
 // kUnknown when the anchors of the insert nodes are not in order. Remembers
 // where it answered, so that a walk through the document in order costs a
-// comparison or two a step. kComplete.
+// comparison or two a step. kAddsKept: an add that the index follows never
+// leaves an insert node out of the copies of the insert anchors.
 AnchorAnswer NextTextPosition(ListIndex& index, const AnnoPos& from, AnnoPos& next) noexcept;
 
 // The entries of the copies are the listed nodes in list order, numbered

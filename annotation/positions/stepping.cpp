@@ -71,19 +71,22 @@ uint32_t NextChunkerPos(uint32_t hChunker, const AnnoPos& pos, AnnoPos& next) {
 
 // The step to the next text position: further into the combined text at
 // from's anchor, or to the first character of the next anchor that holds
-// inserted text. With the insert nodes' anchors in order the index answers;
-// otherwise the list is walked from its head.
+// inserted text. With the insert nodes' anchors in order the index answers,
+// nodes added since its build and all (the hide-text builder steps between
+// adds); otherwise the list is walked from its head, and the walk counted.
 uint32_t NextAnnoTextPos(AnnoDocInfo& info, const AnnoPos& from, AnnoPos& next) {
     if (info.hAnnoList == 0) return ANERR_NOTFOUND;
     LockedBlock<AnnoList> list(info.hAnnoList);
     if (!list || list->hasInsertText == 0 || list->head == kNoSlot) return ANERR_NOTFOUND;
-    if (ListIndex* index = ReadyIndex(info, *list, IndexUse::kComplete)) {
+    if (ListIndex* index = ReadyIndex(info, *list, IndexUse::kAddsKept)) {
         const AnchorAnswer answer = NextTextPosition(*index, from, next);
         if (answer != AnchorAnswer::kUnknown) return answer == AnchorAnswer::kFound ? 0 : ANERR_NOTFOUND;
     }
     uint64_t total = 0;
     uint32_t found = ANERR_NOTFOUND;
+    uint32_t steps = 0;
     ForEachNode(*list, [&](uint16_t, const AnnoNode& node) {
+        ++steps;
         if (node.kind != ANNO_INSERTTEXT && node.kind != ANNO_INSERTPARABREAK) return true;
         const AnnoPos& anchor = node.anno.start;
         if (IsTextPosition(from) && SameAnchor(anchor, from)) {
@@ -102,6 +105,7 @@ uint32_t NextAnnoTextPos(AnnoDocInfo& info, const AnnoPos& from, AnnoPos& next) 
         }
         return true;
     });
+    NoteListWalked(info, steps);
     return found;
 }
 

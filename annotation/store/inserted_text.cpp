@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "annotation/index/list_index.h"
 #include "annotation/store/anno_pos.h"
 #include "annotation/store/list_insertion.h"
 #include "annotation/store/text_block.h"
@@ -71,28 +72,33 @@ Neighbourhood LookAround(AnnoList& list, const AnnoPos& anchor, InsertionPoint a
     return around;
 }
 
-// Renumbers the positions of the nodes up to the anchor for `textCount`
-// characters inserted at `start`.
-void ShiftPositions(AnnoList& list, uint16_t kind, const AnnoPos& start, uint32_t textCount,
-                    uint32_t insertedCount) {
-    const uint32_t k = start.textOffset;
-    ForEachNode(list, [&](uint16_t, AnnoNode& node) {
-        InternalAnno& n = node.anno;
-        if (AnchorBeyond(n.start, start)) return false;
-        if (IsTextPosition(start)) {
-            if (IsTextPosition(n.start) && SameAnchor(n.start, start) && n.start.textOffset >= k &&
-                (IsRangeKind(node.kind) || node.kind == ANNO_INSERTTEXT || n.start.textOffset > k)) {
-                n.start.textOffset += textCount;
-                if (!IsRangeKind(node.kind)) {
-                    n.end = n.start;
-                    ++n.end.textOffset;
-                }
+bool SamePosition(const AnnoPos& a, const AnnoPos& b) {
+    return a.itemId == b.itemId && a.subItemId == b.subItemId && a.posType == b.posType &&
+           a.textOffset == b.textOffset;
+}
+
+// Renumbers one node's positions for `textCount` characters inserted at
+// `start`; whether it changed them. For a document position the change
+// moves a position at the anchor into the inserted text, so a second look at
+// the same node changes nothing.
+bool Renumber(AnnoNode& node, uint16_t kind, const AnnoPos& start, uint32_t textCount, uint32_t insertedCount) {
+    InternalAnno& n = node.anno;
+    const AnnoPos oldStart = n.start;
+    const AnnoPos oldEnd = n.end;
+    if (IsTextPosition(start)) {
+        const uint32_t k = start.textOffset;
+        if (IsTextPosition(n.start) && SameAnchor(n.start, start) && n.start.textOffset >= k &&
+            (IsRangeKind(node.kind) || node.kind == ANNO_INSERTTEXT || n.start.textOffset > k)) {
+            n.start.textOffset += textCount;
+            if (!IsRangeKind(node.kind)) {
+                n.end = n.start;
+                ++n.end.textOffset;
             }
-            if (IsRangeKind(node.kind) && IsTextPosition(n.end) && SameAnchor(n.end, start) && n.end.textOffset > k) {
-                n.end.textOffset += textCount;
-            }
-            return true;
         }
+        if (IsRangeKind(node.kind) && IsTextPosition(n.end) && SameAnchor(n.end, start) && n.end.textOffset > k) {
+            n.end.textOffset += textCount;
+        }
+    } else {
         if (IsRangeKind(node.kind) && ComparePositions(n.end, start) == 0) {
             n.end.posType = ANPOS_ANNOTEXT;
             n.end.textOffset = insertedCount;
@@ -106,8 +112,45 @@ void ShiftPositions(AnnoList& list, uint16_t kind, const AnnoPos& start, uint32_
             n.end = n.start;
             ++n.end.textOffset;
         }
-        return true;
-    });
+    }
+    return !SamePosition(n.start, oldStart) || !SamePosition(n.end, oldEnd);
+}
+
+// Renumbers the positions of the nodes up to the anchor for `textCount`
+// characters inserted at `start`: the walk from the head stops at the first
+// node whose anchor is beyond. Whether any node changed.
+//
+// For a document position the index names a later node to begin at (every
+// node before it lies wholly before the anchor); the nodes added since its
+// build, which that walk may not reach, are renumbered one by one, and a
+// node renumbered twice is as if once. Otherwise the walk is counted, so
+// that the index is rebuilt once such walks have cost what a build does.
+bool ShiftPositions(AnnoDocInfo& info, AnnoList& list, uint16_t kind, const AnnoPos& start, uint32_t textCount,
+                    uint32_t insertedCount) {
+    bool changed = false;
+    auto walkFrom = [&](uint16_t first) {
+        uint32_t steps = 0;
+        ForEachNodeFrom(list, first, [&](uint16_t, AnnoNode& node) {
+            ++steps;
+            if (AnchorBeyond(node.anno.start, start)) return false;
+            changed = Renumber(node, kind, start, textCount, insertedCount) || changed;
+            return true;
+        });
+        return steps;
+    };
+    const ListIndex* index = ReadyIndex(info, list, IndexUse::kAddsKept);
+    if (uint16_t from = kNoSlot; index != nullptr && RenumberWalkStart(*index, start, from)) {
+        walkFrom(from);
+        for (uint32_t i = 0; i < KeptAddCount(*index); ++i) {
+            AnnoNode& node = list.Node(KeptAddSlot(*index, i));
+            if (!AnchorBeyond(node.anno.start, start)) {
+                changed = Renumber(node, kind, start, textCount, insertedCount) || changed;
+            }
+        }
+        return changed;
+    }
+    NoteListWalked(info, walkFrom(list.head));
+    return changed;
 }
 
 // The length after adding `extra` characters to `length`; false when it
@@ -198,15 +241,23 @@ uint32_t AddInsertedText(AnnoDocInfo& info, LockedBlock<AnnoList>& list, uint16_
                          InsertionPoint at, uint16_t asIs) {
     InternalAnno& anno = record.anno;
     list->hasInsertText = 1;
+    const InsertionPoint found = at;
     GoInFrontOfEqualStarts(*list, anno.start, at);
     const Neighbourhood around = LookAround(*list, anno.start, at);
     const uint32_t textCount = kind == ANNO_INSERTTEXT ? anno.textLen : 1;
 
+    // The index follows an add that only links a new node at a document
+    // position where no inserted text is yet and no node starts (the node
+    // would go in front of it) or is renumbered; every other add drops it.
+    bool indexFollows = asIs == 0 && !IsTextPosition(anno.start) && at.prev == found.prev &&
+                        at.next == found.next && around.insertedCount == 0 && around.before == kNoSlot &&
+                        around.after == kNoSlot;
     if (asIs == 0) {
-        ShiftPositions(*list, kind, anno.start, textCount, around.insertedCount);
+        if (ShiftPositions(info, *list, kind, anno.start, textCount, around.insertedCount)) indexFollows = false;
         if (IsTextPosition(anno.start)) anno.start.textOffset += textCount;
         if (IsTextPosition(anno.end)) anno.end.textOffset += textCount;
     }
+    if (!indexFollows) DropListIndex(info);
 
     if (kind == ANNO_INSERTTEXT) {
         if (around.before != kNoSlot) return AppendToText(*list, around.before, record);

@@ -128,7 +128,8 @@ bool MergeHiddenRange(AnnoDocInfo& info, AnnoList& list, InsertionPoint at, cons
 
 uint32_t InsertNode(AnnoDocInfo& info, LockedBlock<AnnoList>& list, uint16_t kind, const InternalAnno& anno,
                     InsertionPoint at) {
-    LinkNewNode(*list, at.prev, at.next, kind, anno);
+    const uint16_t slot = LinkNewNode(*list, at.prev, at.next, kind, anno);
+    NoteNodeLinked(info, *list, slot);
     return GrowListIfFull(info, list);
 }
 
@@ -148,8 +149,7 @@ uint32_t AddAnnotationToList(uint32_t hAnnoDocInfo, uint16_t kind, AnnoRecord* a
     if (!list || list->busy != 0 || list->freeHead == kNoSlot) return ANERR_NOMEMORY;
     const InsertionPoint at = FindInsertionPoint(*info, *list, anno->anno.start);
     if (kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK) {
-        // The inserted-text rules rewrite and move other nodes.
-        DropListIndex(*info);
+        // The inserted-text rules say whether the index can follow.
         return AddInsertedText(*info, list, kind, *anno, at, asIs);
     }
     if (kind == ANNO_HIDETEXT && MergeHiddenRange(*info, *list, at, anno->anno)) return 0;

@@ -502,3 +502,145 @@ TEST_F(IndexDifferential, HiddenRangesThatMergeAnswerAsTheWalksDo) {
         EXPECT_EQ(run(true, seed), walks) << "seed " << seed;
     }
 }
+
+// Inserted text and paragraph breaks added at document positions that hold
+// none yet keep the index: the renumbering walk begins where the index says
+// and the kept adds are renumbered one by one, and the new anchor joins the
+// copies of the insert anchors. The adds come in random order among ranges
+// and icons that end or stand exactly at later anchors (so that those are
+// renumbered and the index dropped), with anchors at the whole item of a
+// text item (where the walk ends early), and with finds that rebuild the
+// index between them. After every add the list block and a step through
+// the whole document, inserted text included, are compared.
+TEST_F(IndexDifferential, InsertsAtNewAnchorsAnswerAsTheWalksDo) {
+    const IndexSwitchGuard guard;
+    auto run = [&](bool indexed, uint32_t seed, ApiTrace& trace) {
+        annotation::SetListIndexEnabled(indexed);
+        std::mt19937 rng(seed);
+        const uint32_t hDoc = AttachDoc(std::string(90, 'x') + "{item 8}" + std::string(60, 'y') + "\n" +
+                                        std::string(70, 'z') + "\n" + std::string(300, 'w') + "\n");
+        std::vector<AnnoPos> positions;
+        for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 600; pos = next) {
+            positions.push_back(pos);
+            if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
+        }
+        auto below = [&](size_t bound) { return static_cast<uint32_t>(rng() % bound); };
+        // The adds stay in the first three paragraphs. Hilites in the last
+        // make the list long beside the adds kept since a build, so that the
+        // questions' looks through those do not rebuild the index at once.
+        constexpr size_t kReach = 224;
+        for (size_t i = kReach + 4; i + 3 < positions.size(); i += 2) {
+            EXPECT_EQ(AddHilite(hDoc, 8, positions[i], positions[i + 2]), 0u);
+        }
+        // Anchors: mostly document positions, some the whole item of one,
+        // a few the subitem just below the whole item, where a point
+        // annotation's end (one subitem on) wraps to the whole item.
+        std::vector<AnnoPos> anchors;
+        for (int i = 0; i < 24; ++i) {
+            AnnoPos anchor = positions[1 + below(kReach - 1)];
+            if (below(5) == 0) anchor.subItemId = 0xFFFFFFFF;
+            if (below(8) == 0) anchor.subItemId = 0xFFFFFFFE;
+            anchors.push_back(anchor);
+        }
+        auto record = [&](uint32_t result) {
+            trace.BeginCall("ANAddAnno");
+            trace.Word("result", result);
+            trace.ListBlock("the list block", hDoc);
+        };
+        auto trackFrom = [&](const AnnoPos& pos) {
+            trace.BeginCall("ANStartAnnoTrack");
+            AnnoTrackInfo track{};
+            trace.Word("result", ANStartAnnoTrack(hDoc, &pos, &track));
+            trace.Track("record", track);
+        };
+        // First, with the index built: text added where a listed hilite
+        // starts goes in front of it, and a track starting there meets the
+        // text first.
+        auto findAt = [&](const AnnoPos& pos) {
+            trace.BeginCall("ANFindAnno");
+            AnnoFindInfo found{};
+            found.size = sizeof found;
+            found.searchFlags = ANFIND_AT | ANMATCH_ALLBITS;
+            found.pos = pos;
+            trace.Word("result", ANFindAnno(hDoc, 0, &found));
+        };
+        record(AddHilite(hDoc, 7, positions[5], positions[9]));
+        findAt(positions[0]);
+        record(AddText(hDoc, 7, positions[5], u"c"));
+        trackFrom(positions[5]);
+        for (int add = 0; add < 120; ++add) {
+            const AnnoPos& anchor = anchors[below(anchors.size())];
+            const AnnoPos& somewhere = positions[below(kReach)];
+            switch (below(6)) {
+                case 0: record(AddText(hDoc, 1, anchor, std::u16string(1 + below(3), u'a'))); break;
+                case 1: record(AddBreak(hDoc, 2, anchor)); break;
+                case 2:
+                    // Ending at the anchor, or starting there, so that inserted text
+                    // added there later goes in front of it.
+                    record(below(2) == 0 ? AddHilite(hDoc, 3, positions[below(kReach / 2)], anchor)
+                                         : AddHilite(hDoc, 3, anchor, positions[kReach]));
+                    break;
+                case 3: record(AddIcon(hDoc, 4, below(2) == 0 ? anchor : somewhere)); break;
+                case 4: record(AddHilite(hDoc, 5, somewhere, positions[below(kReach)])); break;
+                default: record(AddText(hDoc, 6, somewhere, u"b")); break;
+            }
+            trackFrom(anchor);
+            trace.BeginCall("ANNextPos through the adds' reach");
+            AnnoPos pos{0, 0, 0, 0};
+            for (size_t step = 0; step < 2 * kReach && ANNextPos(hDoc, &pos, &pos) == 0; ++step) trace.Pos("next", pos);
+            if (below(8) == 0) findAt(somewhere);
+        }
+        DetachDoc(hDoc);
+        CloseDoc(hDoc);
+    };
+    for (uint32_t seed = 1; seed <= 8; ++seed) {
+        ApiTrace walks;
+        run(false, seed, walks);
+        ApiTrace indexed(&walks);
+        run(true, seed, indexed);
+        ASSERT_TRUE(indexed.Finish().empty()) << "seed " << seed << ": with the index, " << indexed.difference();
+    }
+}
+
+// A paragraph break added where an icon and a hilite start goes in front of
+// both, and the icon moves into the inserted text behind them: the list's
+// starts now decrease there. A hilite added after that, from inside the
+// inserted text, is kept aside by the index; a track starting past the
+// anchor must meet the listed hilite first, as the walk does, though the
+// kept one starts earlier. (A question at the anchor itself walks, and its
+// walk soon has the index rebuilt: the positions asked come after it.)
+TEST_F(IndexDifferential, TrackStartsWhereInsertedTextBrokeTheStartOrder) {
+    const IndexSwitchGuard guard;
+    const uint32_t hDoc = AttachDoc(std::string(1000, 'x') + "\n");
+    std::vector<AnnoPos> positions;
+    for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 1000; pos = next) {
+        positions.push_back(pos);
+        if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
+    }
+    ASSERT_EQ(positions.size(), 1000u);
+    // Hilites before the anchor keep the list long beside the one add kept,
+    // so that neither that add's walk from the tail nor the questions' looks
+    // through it rebuild the index.
+    for (uint32_t i = 10; i < 900; i += 2) ASSERT_EQ(AddHilite(hDoc, 1, positions[i], positions[i + 1]), 0u);
+    const AnnoPos& anchor = positions[920];
+    ASSERT_EQ(AddHilite(hDoc, 2, anchor, positions[960]), 0u);
+    ASSERT_EQ(AddIcon(hDoc, 3, anchor), 0u);
+    ASSERT_EQ(AddBreak(hDoc, 4, anchor), 0u);
+    AnnoFindInfo found{};
+    found.size = sizeof found;
+    found.searchFlags = ANFIND_AT | ANMATCH_ALLBITS;
+    found.pos = positions[0];
+    ASSERT_EQ(ANFindAnno(hDoc, 0, &found), ANERR_NOTFOUND);  // builds the index
+    ASSERT_EQ(AddHilite(hDoc, 5, TextPos(anchor.itemId, anchor.subItemId, 0), positions[950]), 0u);
+    std::vector<std::string> answers[2];
+    for (const bool indexed : {true, false}) {
+        annotation::SetListIndexEnabled(indexed);
+        for (uint32_t at = 921; at < 970; ++at) {
+            AnnoTrackInfo info{};
+            std::string& answer = answers[indexed ? 1 : 0].emplace_back();
+            answer = std::to_string(ANStartAnnoTrack(hDoc, &positions[at], &info));
+            answer.append(reinterpret_cast<const char*>(&info), sizeof info);
+        }
+    }
+    for (size_t i = 0; i < answers[0].size(); ++i) EXPECT_EQ(answers[1][i], answers[0][i]) << "at position " << 921 + i;
+}
