@@ -706,6 +706,25 @@ uint32_t EntryOfSlot(const ListIndex& index, uint16_t slot) noexcept {
     return index.entryOfSlot[slot];
 }
 
+namespace {
+
+// The nodes that start next come alive at a later change of the pass, some
+// hundreds of nanoseconds from now: their lines are asked for now, so that
+// on a list larger than the cache that read does not wait on memory. A
+// prefetch never faults, and the addresses are inside the locked block.
+void PrefetchNextStarts(const ListIndex& index, AnnoList& list, uint32_t startsNotAfter) noexcept {
+    constexpr uint32_t kAhead = 2;
+    const uint32_t end = std::min(index.entryCount, startsNotAfter + kAhead);
+    for (uint32_t entry = startsNotAfter; entry < end; ++entry) {
+        if (index.slots[entry] >= list.capacity) return;
+        const auto* node = reinterpret_cast<const char*>(&list.Node(index.slots[entry]));
+        __builtin_prefetch(node);
+        __builtin_prefetch(node + sizeof(AnnoNode) - 1);
+    }
+}
+
+}  // namespace
+
 bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& alive) noexcept {
     const PositionKey posKey = KeyOf(pos);
     // Adds the entry when it is alive at pos; false when memory runs out.
@@ -767,6 +786,7 @@ bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& a
     index.aliveKnown = true;
     index.aliveAt = pos;
     index.aliveStartsNotAfter = startsNotAfter;
+    PrefetchNextStarts(index, list, startsNotAfter);
     alive = AliveNodes{index.alive, index.aliveCount, startsNotAfter, index.slots, index.starts, index.entryCount, posKey};
     return true;
 }
