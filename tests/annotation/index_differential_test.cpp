@@ -58,6 +58,27 @@ struct IndexSwitchGuard {
     }
 };
 
+// The document's positions in reading order from the first, inserted text
+// left out, at most `most` of them.
+std::vector<AnnoPos> DocumentPositions(uint32_t hDoc, size_t most) {
+    std::vector<AnnoPos> positions;
+    for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < most; pos = next) {
+        positions.push_back(pos);
+        if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
+    }
+    return positions;
+}
+
+// ANFindAnno at pos (ANFIND_AT, any userId): a question that builds the
+// index when it is not current.
+uint32_t FindAt(uint32_t hDoc, const AnnoPos& pos) {
+    AnnoFindInfo found{};
+    found.size = sizeof found;
+    found.searchFlags = ANFIND_AT | ANMATCH_ALLBITS;
+    found.pos = pos;
+    return ANFindAnno(hDoc, 0, &found);
+}
+
 class IndexDifferential : public AnnotationTest {
 protected:
     // Runs the seed's sequence once, recording it in `trace`.
@@ -68,11 +89,7 @@ protected:
         log_.reply = 7;  // what ANClearAnnos and ANAnnoEvent give after a callback
         for (uint32_t d = 0; d < 2; ++d) {
             docs_[d] = AttachDoc(kDocuments[d], 0, &CallbackLog::Callback, log_.data());
-            positions_[d].clear();
-            for (AnnoPos pos{0, 0, 0, 0}, next{}; positions_[d].size() < 1000; pos = next) {
-                positions_[d].push_back(pos);
-                if (ANNextChunkerPos(docs_[d], &pos, &next) != 0) break;
-            }
+            positions_[d] = DocumentPositions(docs_[d], 1000);
             // Inserted text gathers at a few anchors, so that texts join,
             // split and are added to at their text positions.
             anchors_[d].clear();
@@ -342,11 +359,7 @@ TEST_F(IndexDifferential, RandomCallSequencesSeeTheSameWithAndWithoutTheIndex) {
 TEST_F(IndexDifferential, TrackingThatJumpsAnswersAsTheWalksDo) {
     const IndexSwitchGuard guard;
     const uint32_t hDoc = AttachDoc(std::string(600, 'x') + "\n" + std::string(200, 'y') + "\n");
-    std::vector<AnnoPos> positions;
-    for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 2000; pos = next) {
-        positions.push_back(pos);
-        if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
-    }
+    const std::vector<AnnoPos> positions = DocumentPositions(hDoc, 2000);
     ASSERT_GT(positions.size(), 700u);
     for (uint32_t i = 0; i + 30 < positions.size(); ++i) {
         ASSERT_EQ(AddHilite(hDoc, i, positions[i], positions[i + 1 + (i * 7) % 29]), 0u);
@@ -387,18 +400,10 @@ TEST_F(IndexDifferential, TrackingThatJumpsAnswersAsTheWalksDo) {
 TEST_F(IndexDifferential, TrackStartsAmongNodesAddedSinceTheBuild) {
     const IndexSwitchGuard guard;
     const uint32_t hDoc = AttachDoc(std::string(300, 'x') + "\n");
-    std::vector<AnnoPos> positions;
-    for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 200; pos = next) {
-        positions.push_back(pos);
-        if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
-    }
+    const std::vector<AnnoPos> positions = DocumentPositions(hDoc, 200);
     ASSERT_EQ(positions.size(), 200u);
     for (uint32_t i = 10; i < 150; i += 10) ASSERT_EQ(AddHilite(hDoc, 1, positions[i], positions[i + 5]), 0u);
-    AnnoFindInfo find{};
-    find.size = sizeof find;
-    find.searchFlags = ANFIND_AT | ANMATCH_ALLBITS;
-    find.pos = positions[12];
-    ASSERT_EQ(ANFindAnno(hDoc, 0, &find), 0u);  // builds the index
+    ASSERT_EQ(FindAt(hDoc, positions[12]), 0u);  // builds the index
     // At listed starts, ending before, with and after the listed node; and
     // at starts of their own, before the first node and after the last.
     for (uint32_t i = 20; i < 150; i += 30) {
@@ -436,11 +441,7 @@ TEST_F(IndexDifferential, HiddenRangesThatMergeAnswerAsTheWalksDo) {
         annotation::SetListIndexEnabled(indexed);
         std::mt19937 rng(seed);
         const uint32_t hDoc = AttachDoc(std::string(250, 'x') + "\n" + std::string(150, 'y') + "\n");
-        std::vector<AnnoPos> positions;
-        for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 400; pos = next) {
-            positions.push_back(pos);
-            if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
-        }
+        const std::vector<AnnoPos> positions = DocumentPositions(hDoc, 400);
         const uint32_t hInfo = DocInfoHandle(hDoc);
         std::string seen;
         auto find = [&](const AnnoPos& pos) {
@@ -519,11 +520,7 @@ TEST_F(IndexDifferential, InsertsAtNewAnchorsAnswerAsTheWalksDo) {
         std::mt19937 rng(seed);
         const uint32_t hDoc = AttachDoc(std::string(90, 'x') + "{item 8}" + std::string(60, 'y') + "\n" +
                                         std::string(70, 'z') + "\n" + std::string(300, 'w') + "\n");
-        std::vector<AnnoPos> positions;
-        for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 600; pos = next) {
-            positions.push_back(pos);
-            if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
-        }
+        const std::vector<AnnoPos> positions = DocumentPositions(hDoc, 600);
         auto below = [&](size_t bound) { return static_cast<uint32_t>(rng() % bound); };
         // The adds stay in the first three paragraphs. Hilites in the last
         // make the list long beside the adds kept since a build, so that the
@@ -558,11 +555,7 @@ TEST_F(IndexDifferential, InsertsAtNewAnchorsAnswerAsTheWalksDo) {
         // text first.
         auto findAt = [&](const AnnoPos& pos) {
             trace.BeginCall("ANFindAnno");
-            AnnoFindInfo found{};
-            found.size = sizeof found;
-            found.searchFlags = ANFIND_AT | ANMATCH_ALLBITS;
-            found.pos = pos;
-            trace.Word("result", ANFindAnno(hDoc, 0, &found));
+            trace.Word("result", FindAt(hDoc, pos));
         };
         record(AddHilite(hDoc, 7, positions[5], positions[9]));
         findAt(positions[0]);
@@ -612,11 +605,7 @@ TEST_F(IndexDifferential, InsertsAtNewAnchorsAnswerAsTheWalksDo) {
 TEST_F(IndexDifferential, TrackStartsWhereInsertedTextBrokeTheStartOrder) {
     const IndexSwitchGuard guard;
     const uint32_t hDoc = AttachDoc(std::string(1000, 'x') + "\n");
-    std::vector<AnnoPos> positions;
-    for (AnnoPos pos{0, 0, 0, 0}, next{}; positions.size() < 1000; pos = next) {
-        positions.push_back(pos);
-        if (ANNextChunkerPos(hDoc, &pos, &next) != 0) break;
-    }
+    const std::vector<AnnoPos> positions = DocumentPositions(hDoc, 1000);
     ASSERT_EQ(positions.size(), 1000u);
     // Hilites before the anchor keep the list long beside the one add kept,
     // so that neither that add's walk from the tail nor the questions' looks
@@ -626,11 +615,7 @@ TEST_F(IndexDifferential, TrackStartsWhereInsertedTextBrokeTheStartOrder) {
     ASSERT_EQ(AddHilite(hDoc, 2, anchor, positions[960]), 0u);
     ASSERT_EQ(AddIcon(hDoc, 3, anchor), 0u);
     ASSERT_EQ(AddBreak(hDoc, 4, anchor), 0u);
-    AnnoFindInfo found{};
-    found.size = sizeof found;
-    found.searchFlags = ANFIND_AT | ANMATCH_ALLBITS;
-    found.pos = positions[0];
-    ASSERT_EQ(ANFindAnno(hDoc, 0, &found), ANERR_NOTFOUND);  // builds the index
+    ASSERT_EQ(FindAt(hDoc, positions[0]), ANERR_NOTFOUND);  // builds the index
     ASSERT_EQ(AddHilite(hDoc, 5, TextPos(anchor.itemId, anchor.subItemId, 0), positions[950]), 0u);
     std::vector<std::string> answers[2];
     for (const bool indexed : {true, false}) {
