@@ -22,17 +22,18 @@ struct PassCount {
 };
 
 // A full pass from the first position: ANStartAnnoTrack, then at every
-// position ANTrackAnno, and ANGetAnnoText at text positions, stepping with
-// ANNextPos until it finds no further position.
+// position ANTrackAnno (as a display engine does, only after a start that
+// answered 2), and ANGetAnnoText at text positions, stepping with ANNextPos
+// until it finds no further position.
 PassCount LayoutPass(uint32_t hDoc) {
     PassCount count;
     AnnoTextTrack text{};
     ANStartAnnoTextTrack(hDoc, &text);
     AnnoTrackInfo info{};
     AnnoPos pos{0, 0, 0, 0};
-    ANStartAnnoTrack(hDoc, &pos, &info);
+    const bool tracking = ANStartAnnoTrack(hDoc, &pos, &info) == 2;
     do {
-        count.changes |= ANTrackAnno(hDoc, &pos, &info);
+        if (tracking) count.changes |= ANTrackAnno(hDoc, &pos, &info);
         if (ANIsAnnoTextPos(&pos) != 0) {
             uint16_t character = 0;
             ANGetAnnoText(hDoc, &text, &pos, &character);
