@@ -149,20 +149,25 @@ uint32_t Refill(uint32_t hDoc, AnnoTextTrack& track, LockedBlock<AnnoTextCache>&
     if (info->hAnnoList == 0) return 0;
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list) return 0;
-    // With the anchors in order, the walk begins at the first node at pos's
-    // anchor, and a text with no node there has nothing to take.
+    // With the anchors in order, the walk begins at pos's anchor, and an
+    // anchor with no insert node has nothing to take. A walk from the head
+    // is counted, so that the index is built once such walks have cost what
+    // a build does.
     uint16_t first = list->head;
-    const ListIndex* index = ReadyIndex(*info, *list, IndexUse::kComplete);
-    if (index != nullptr && FirstAtAnchor(*index, pos, first) == AnchorAnswer::kNone) return 0;
+    const ListIndex* index = ReadyIndex(*info, *list, IndexUse::kAddsKept);
+    if (index != nullptr && TextWalkStart(*index, *list, pos, first) == AnchorAnswer::kNone) return 0;
     bool atAnchor = false;
     uint32_t taken = 0;
+    uint32_t steps = 0;
     ForEachNodeFrom(*list, first, [&](uint16_t, const AnnoNode& node) {
+        ++steps;
         const bool same = SameAnchor(node.anno.start, pos);
         if (!same) return !atAnchor;
         atAnchor = true;
         if (node.kind == ANNO_INSERTTEXT || node.kind == ANNO_INSERTPARABREAK) taken = TakeEntry(track, cache, node);
         return taken == 0 && cache;
     });
+    NoteListWalked(*info, steps);
     return taken;
 }
 

@@ -655,13 +655,27 @@ bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) n
     return true;
 }
 
-AnchorAnswer FirstAtAnchor(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept {
+AnchorAnswer TextWalkStart(const ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept {
     if (!index.anchorsInOrder) return AnchorAnswer::kUnknown;
     const uint32_t low =
         FirstPassingByKey(index, index.startKeys, pos, [&](uint32_t i) { return CompareAnchors(index.starts[i], pos) >= 0; });
-    if (low == index.entryCount || !SameAnchor(index.starts[low], pos)) return AnchorAnswer::kNone;
-    slot = index.slots[low];
-    return AnchorAnswer::kFound;
+    if (low < index.entryCount && SameAnchor(index.starts[low], pos)) {
+        // An insert node added at the anchor since the build went behind
+        // every node there: the walk from the first copy reaches it.
+        slot = index.slots[low];
+        return AnchorAnswer::kFound;
+    }
+    // No copy at the anchor. An insert node added there since the build is
+    // the anchor's only one (the index keeps such an add only where no
+    // inserted text was), so the walk may begin at it.
+    for (uint32_t i = 0; i < index.addsKept; ++i) {
+        const KeptNode& kept = index.kept[i];
+        if (SameAnchor(kept.start, pos) && IsInsertKind(list.Node(kept.slot).kind)) {
+            slot = kept.slot;
+            return AnchorAnswer::kFound;
+        }
+    }
+    return AnchorAnswer::kNone;
 }
 
 bool RenumberWalkStart(const ListIndex& index, const AnnoPos& anchor, uint16_t& slot) noexcept {

@@ -115,10 +115,13 @@ uint16_t KeptAddSlot(const ListIndex& index, uint32_t i) noexcept;
 // The answer at pos of a walk over the anchors that hold inserted text.
 enum class AnchorAnswer { kUnknown, kNone, kFound };
 
-// The first node in list order at pos's anchor (its itemId and subItemId):
-// kFound with its slot, kNone when no node is there, kUnknown when the
-// nodes' anchors are not in order. kComplete.
-AnchorAnswer FirstAtAnchor(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) noexcept;
+// Where a walk that gathers the insert nodes at pos's anchor (its itemId
+// and subItemId) in list order may begin: kFound with a slot from which the
+// walk meets every one of them before it leaves the anchor (the first copy
+// at the anchor, else an insert node added there since the build), kNone
+// when no insert node is there, kUnknown when the nodes' anchors are not in
+// order. kAddsKept (`list` is the indexed list).
+AnchorAnswer TextWalkStart(const ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept;
 
 // The step of ANNextAnnoTextPos from `from`: kFound with `next`, kNone, or
 // kUnknown when the anchors of the insert nodes are not in order. Remembers

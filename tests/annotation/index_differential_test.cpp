@@ -511,8 +511,9 @@ TEST_F(IndexDifferential, HiddenRangesThatMergeAnswerAsTheWalksDo) {
 // and icons that end or stand exactly at later anchors (so that those are
 // renumbered and the index dropped), with anchors at the whole item of a
 // text item (where the walk ends early), and with finds that rebuild the
-// index between them. After every add the list block and a step through
-// the whole document, inserted text included, are compared.
+// index between them. After every add the list block, a track start at the
+// add's anchor and a step through the positions the adds reach, reading the
+// inserted text, are compared.
 TEST_F(IndexDifferential, InsertsAtNewAnchorsAnswerAsTheWalksDo) {
     const IndexSwitchGuard guard;
     auto run = [&](bool indexed, uint32_t seed, ApiTrace& trace) {
@@ -578,9 +579,18 @@ TEST_F(IndexDifferential, InsertsAtNewAnchorsAnswerAsTheWalksDo) {
                 default: record(AddText(hDoc, 6, somewhere, u"b")); break;
             }
             trackFrom(anchor);
-            trace.BeginCall("ANNextPos through the adds' reach");
+            trace.BeginCall("ANNextPos through the adds' reach, and ANGetAnnoText in inserted text");
             AnnoPos pos{0, 0, 0, 0};
-            for (size_t step = 0; step < 2 * kReach && ANNextPos(hDoc, &pos, &pos) == 0; ++step) trace.Pos("next", pos);
+            AnnoTextTrack text{};
+            ANStartAnnoTextTrack(hDoc, &text);
+            for (size_t step = 0; step < 2 * kReach && ANNextPos(hDoc, &pos, &pos) == 0; ++step) {
+                trace.Pos("next", pos);
+                if (ANIsAnnoTextPos(&pos) == 0) continue;
+                uint16_t character = 0;
+                trace.Word("kind", ANGetAnnoText(hDoc, &text, &pos, &character));
+                trace.Word("character", character);
+            }
+            ANEndAnnoTextTrack(hDoc, &text);
             if (below(8) == 0) findAt(somewhere);
         }
         DetachDoc(hDoc);
