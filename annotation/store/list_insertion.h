@@ -17,9 +17,10 @@ struct InsertionPoint {
     uint16_t next;
 };
 
-// Links `anno` as a new node at the insertion point, counts it and runs the
-// growth rule. A slot must be free. 0, or ANERR_NOMEMORY from the growth (the
-// node is stored either way).
+// Links `anno` as a new node at the insertion point, counts it, tells the
+// index (which keeps it aside if the index still follows the list) and runs
+// the growth rule. A slot must be free. 0, or ANERR_NOMEMORY from the growth
+// (the node is stored either way).
 uint32_t InsertNode(AnnoDocInfo& info, LockedBlock<AnnoList>& list, uint16_t kind, const InternalAnno& anno,
                     InsertionPoint at);
 
