@@ -551,13 +551,13 @@ TEST_F(IndexDifferential, InsertsAtNewAnchorsAnswerAsTheWalksDo) {
             trace.Word("result", ANStartAnnoTrack(hDoc, &pos, &track));
             trace.Track("record", track);
         };
-        // First, with the index built: text added where a listed hilite
-        // starts goes in front of it, and a track starting there meets the
-        // text first.
         auto findAt = [&](const AnnoPos& pos) {
             trace.BeginCall("ANFindAnno");
             trace.Word("result", FindAt(hDoc, pos));
         };
+        // First, with the index built: text added where a listed hilite
+        // starts goes in front of it, and a track starting there meets the
+        // text first.
         record(AddHilite(hDoc, 7, positions[5], positions[9]));
         findAt(positions[0]);
         record(AddText(hDoc, 7, positions[5], u"c"));
