@@ -186,7 +186,7 @@ LargeDocument::~LargeDocument() {
 }
 
 uint32_t LargeDocument::AttachWith(Mix mix, size_t count) {
-    if (attached_ && count == attachedCount_ && (count == 0 || mix == attachedMix_)) return 0;
+    if (Holds(mix, count)) return 0;
     Detach();
     if (const uint32_t result = ANInit(hDoc_, 0, nullptr, 0); result != 0) return result;
     attached_ = true;

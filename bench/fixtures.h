@@ -103,6 +103,10 @@ public:
     // start order as adding them by start, at a tenth of the cost or less.
     // 0, or the first failing result (the state is then taken down).
     uint32_t AttachWith(Mix mix, size_t count);
+    // Whether the attached state holds that set (AttachWith would keep it).
+    bool Holds(Mix mix, size_t count) const {
+        return attached_ && count == attachedCount_ && (count == 0 || mix == attachedMix_);
+    }
 
     // Takes the state down, for benchmarks that attach and fill their own.
     void Detach();

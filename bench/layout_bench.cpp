@@ -4,6 +4,7 @@
 // annotations; and, to compare, a bare walk over the document's positions.
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <cstdint>
 
 #include "annotation/annotation.h"
@@ -59,9 +60,21 @@ void BM_LayoutPass(benchmark::State& state) {
     LargeDocument& document = LargeDocument::Get();
     const auto count = static_cast<size_t>(state.range(0));
     const auto mix = static_cast<bench::Mix>(state.range(1));
+    const bool fresh = !document.Holds(mix, count);
     if (const uint32_t result = document.AttachWith(mix, count); result != 0) {
         bench::Fail(state, "attaching the annotations", result);
         return;
+    }
+    // The first pass after a fill also builds what the module keeps to
+    // answer a pass quickly (one walk over the list). It is made before the
+    // timed passes and reported apart, so that the figure per position is
+    // that of the passes a display engine makes while the annotations stay
+    // as they are, whichever benchmark ran before.
+    if (fresh) {
+        const auto begin = std::chrono::steady_clock::now();
+        benchmark::DoNotOptimize(LayoutPass(document.handle()));
+        const std::chrono::duration<double, std::milli> first = std::chrono::steady_clock::now() - begin;
+        state.counters["first_pass_ms"] = first.count();
     }
     PassCount pass;
     for (auto _ : state) {
