@@ -655,10 +655,29 @@ bool FirstCovering(const ListIndex& index, const AnnoPos& pos, uint16_t& slot) n
     return true;
 }
 
+namespace {
+
+// The first copy whose anchor is not before pos's, when the anchors are in
+// order. Along a layout pass the text is read just after the tracking has
+// brought the alive nodes up to pos, or up to the last change before it,
+// with no start between: the copies there are tried first, and halving the
+// copies is left for the other readers.
+uint32_t FirstCopyAtAnchor(const ListIndex& index, const AnnoPos& pos) {
+    auto notBefore = [&](uint32_t i) { return CompareAnchors(index.starts[i], pos) >= 0; };
+    if (index.aliveKnown) {
+        constexpr uint32_t kStepsBack = 4;
+        uint32_t hint = std::min(index.aliveStartsNotAfter, index.entryCount);
+        for (uint32_t steps = 0; steps < kStepsBack && hint > 0 && notBefore(hint - 1); ++steps) --hint;
+        if ((hint == 0 || !notBefore(hint - 1)) && (hint == index.entryCount || notBefore(hint))) return hint;
+    }
+    return FirstPassingByKey(index, index.startKeys, pos, notBefore);
+}
+
+}  // namespace
+
 AnchorAnswer TextWalkStart(const ListIndex& index, AnnoList& list, const AnnoPos& pos, uint16_t& slot) noexcept {
     if (!index.anchorsInOrder) return AnchorAnswer::kUnknown;
-    const uint32_t low =
-        FirstPassingByKey(index, index.startKeys, pos, [&](uint32_t i) { return CompareAnchors(index.starts[i], pos) >= 0; });
+    const uint32_t low = FirstCopyAtAnchor(index, pos);
     if (low < index.entryCount && SameAnchor(index.starts[low], pos)) {
         // An insert node added at the anchor since the build went behind
         // every node there: the walk from the first copy reaches it.
