@@ -44,11 +44,8 @@ void DocumentRegistry::CloseFirst(std::uint32_t hDoc) {
 void DocumentRegistry::CloseSecond(std::uint32_t hDoc) { Forget(hDoc); }
 
 OpenDocument* DocumentRegistry::FindDocument(std::uint32_t hDoc) {
-    if (hDoc != 0 && hDoc == lastFound_.handle) return lastFound_.document;
     auto it = documents_.find(hDoc);
-    if (it == documents_.end()) return nullptr;
-    lastFound_ = LastFound{hDoc, &it->second};
-    return &it->second;
+    return it == documents_.end() ? nullptr : &it->second;
 }
 
 OpenDocument* DocumentRegistry::FindByModuleData(std::uint32_t hDocData) {
@@ -98,7 +95,6 @@ void DocumentRegistry::Forget(std::uint32_t hDoc) {
     auto it = documents_.find(hDoc);
     if (it == documents_.end()) return;
     moduleDataOwners_.erase(it->second.moduleDataHandle);
-    if (lastFound_.handle == hDoc) lastFound_ = LastFound{};
     documents_.erase(it);
 }
 

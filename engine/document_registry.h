@@ -1,7 +1,6 @@
 // The open documents: first openings made by ENOpenDocument, second openings
 // made by DAOpenDocument on a chunker, their chunkers, module data and
-// options. Every handle here is looked up in O(1), the last document found
-// without hashing.
+// options. Every handle here is looked up in O(1).
 //
 // A first opening owns its described document; a second opening reads the
 // same document through the chunker it was opened on. Closing a first
@@ -86,14 +85,6 @@ private:
     std::unordered_map<std::uint32_t, std::unique_ptr<DescribedDocument>> descriptions_;  // by first opening
     std::unordered_map<std::uint32_t, ChunkerEntry> chunkers_;
     std::unordered_map<std::uint32_t, std::uint32_t> moduleDataOwners_;  // module data -> document
-    // The document found last: every call of the annotation module looks its
-    // document up, most of them the same one in a row. It points into
-    // documents_, whose nodes stay put until the document is forgotten.
-    struct LastFound {
-        std::uint32_t handle = 0;
-        OpenDocument* document = nullptr;
-    };
-    LastFound lastFound_;
 };
 
 DocumentRegistry& Documents();

@@ -14,9 +14,7 @@
 // block is allowed.
 //
 // Tuned for many small blocks (hundreds of thousands) and locks far
-// outnumbering allocations: every operation is one hash lookup, and the few
-// blocks used last are found without one (see RecentBlocks).
-#include <array>
+// outnumbering allocations: every operation is one hash lookup.
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -54,41 +52,6 @@ struct Block {
     Bytes bytes;
     std::uint32_t size = 0;
     std::uint32_t locks = 0;
-};
-
-// The blocks found last. A caller locks and unlocks the same few blocks over
-// and over (a document's state and list at every step of a layout pass), and
-// with thousands of blocks live a hash lookup costs a division and often a
-// cache miss. The entries point into the table's nodes, which stay where they
-// are until their block is freed; a freed block leaves the cache first.
-class RecentBlocks {
-public:
-    Block* Find(std::uint32_t handle) const noexcept {
-        for (const Entry& entry : entries_) {
-            if (entry.handle == handle) return entry.block;
-        }
-        return nullptr;
-    }
-
-    // Handle 0 is never live, so it marks an empty entry.
-    void Remember(std::uint32_t handle, Block* block) noexcept {
-        entries_[next_] = Entry{handle, block};
-        next_ = (next_ + 1) % entries_.size();
-    }
-
-    void Forget(std::uint32_t handle) noexcept {
-        for (Entry& entry : entries_) {
-            if (entry.handle == handle) entry = Entry{};
-        }
-    }
-
-private:
-    struct Entry {
-        std::uint32_t handle = 0;
-        Block* block = nullptr;
-    };
-    std::array<Entry, 4> entries_{};
-    std::size_t next_ = 0;
 };
 
 class BlockTable {
@@ -141,7 +104,6 @@ public:
         Block* block = Find(handle);
         if (block == nullptr) return kResultBadParam;
         if (block->locks > 0) --lockedBlocks_;
-        recent_.Forget(handle);
         blocks_.erase(handle);
         return kResultOk;
     }
@@ -160,17 +122,11 @@ public:
 private:
     // The live block of `handle`, or null after counting the misuse.
     Block* Find(std::uint32_t handle) noexcept {
-        if (handle == 0) {
-            ++misuse_;
-            return nullptr;
-        }
-        if (Block* recent = recent_.Find(handle)) return recent;
         auto it = blocks_.find(handle);
         if (it == blocks_.end()) {
             ++misuse_;
             return nullptr;
         }
-        recent_.Remember(handle, &it->second);
         return &it->second;
     }
 
@@ -184,7 +140,6 @@ private:
     }
 
     std::unordered_map<std::uint32_t, Block> blocks_;
-    RecentBlocks recent_;
     std::uint32_t lockedBlocks_ = 0;
     std::uint32_t misuse_ = 0;
     bool strict_ = false;

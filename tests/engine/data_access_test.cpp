@@ -106,14 +106,4 @@ TEST_F(DataAccessTest, HandlesOfEverySortAreDistinctAndNeverReused) {
     EXPECT_EQ(SYSNativeFree(hBlockLater), 0u);
 }
 
-// The last document found is remembered; closing it must forget it.
-TEST_F(DataAccessTest, AClosedDocumentIsNotFoundAgain) {
-    const uint32_t hDoc = OpenDoc("a\n");
-    uint32_t anno = 0;
-    ASSERT_EQ(DAGetAnno(hDoc, &anno), 0u);
-    CloseDoc(hDoc);
-    EXPECT_EQ(DAGetAnno(hDoc, &anno), 15u);
-    EXPECT_EQ(DAGetAnno(0, &anno), 15u);
-}
-
 }  // namespace

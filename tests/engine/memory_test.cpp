@@ -76,29 +76,6 @@ TEST_F(MemoryTest, DeadHandlesAndUnlockBelowZeroCountAsMisuse) {
         ::testing::ExitedWithCode(7), "");
 }
 
-// The blocks used last are found without the table; more blocks than that
-// in turn, and a freed one among them, must each still be found as itself.
-TEST_F(MemoryTest, BlocksUsedInTurnAreEachFoundAsThemselves) {
-    constexpr uint32_t kBlocks = 7;
-    uint32_t handles[kBlocks] = {};
-    for (uint32_t i = 0; i < kBlocks; ++i) {
-        handles[i] = SYSNativeAlloc(4);
-        ASSERT_NE(handles[i], 0u);
-        *static_cast<uint32_t*>(SYSNativeLock(handles[i])) = i;
-    }
-    for (const uint32_t h : handles) ASSERT_EQ(SYSNativeUnlock(h), 0u);
-    for (uint32_t round = 0; round < 3; ++round) {
-        for (uint32_t i = 0; i < kBlocks; ++i) {
-            EXPECT_EQ(*static_cast<uint32_t*>(SYSNativeLock(handles[i])), i);
-            ASSERT_EQ(SYSNativeUnlock(handles[i]), 0u);
-        }
-    }
-    EXPECT_EQ(SYSNativeFree(handles[kBlocks - 1]), 0u);
-    EXPECT_EQ(ENMemLiveBlocks(), kBlocks - 1);
-    for (uint32_t i = 0; i + 1 < kBlocks; ++i) EXPECT_EQ(SYSNativeFree(handles[i]), 0u);
-    EXPECT_EQ(ENMemLockedBlocks(), 0u);
-}
-
 TEST_F(MemoryTest, InjectedAllocationFailureFiresOnceAfterNSuccesses) {
     ENFailAllocAfter(1);
     const uint32_t a = SYSNativeAlloc(8);
