@@ -164,7 +164,7 @@ uint32_t Refill(uint32_t hDoc, AnnoTextTrack& track, LockedBlock<AnnoTextCache>&
         const bool same = SameAnchor(node.anno.start, pos);
         if (!same) return !atAnchor;
         atAnchor = true;
-        if (node.kind == ANNO_INSERTTEXT || node.kind == ANNO_INSERTPARABREAK) taken = TakeEntry(track, cache, node);
+        if (IsInsertKind(node.kind)) taken = TakeEntry(track, cache, node);
         return taken == 0 && cache;
     });
     NoteListWalked(*info, steps);

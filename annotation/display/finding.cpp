@@ -134,7 +134,7 @@ AnnoPos InsertedTextStart(uint32_t hDoc, const AnnoPos& start, uint32_t share) {
 void FillFoundInfo(uint32_t hDoc, const AnnoNode& node, AnnoFindInfo& info) {
     info.foundUserId = node.anno.userId;
     info.foundUserData = node.anno.userData;
-    if (node.kind != ANNO_INSERTTEXT && node.kind != ANNO_INSERTPARABREAK) {
+    if (!IsInsertKind(node.kind)) {
         info.foundStart = node.anno.start;
         info.foundEnd = node.anno.end;
         return;

@@ -127,10 +127,6 @@ struct ListIndex {
 
 namespace {
 
-bool IsHiddenKind(uint16_t kind) { return kind == ANNO_HIDETEXT || kind == ANNO_HIDEPARABREAK; }
-
-bool IsInsertKind(uint16_t kind) { return kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK; }
-
 // The anchors of two positions in the position order: their itemId and
 // subItemId, each taken as a document position.
 int CompareAnchors(uint32_t itemA, uint32_t subA, uint32_t itemB, uint32_t subB) {

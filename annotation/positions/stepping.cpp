@@ -87,7 +87,7 @@ uint32_t NextAnnoTextPos(AnnoDocInfo& info, const AnnoPos& from, AnnoPos& next) 
     uint32_t steps = 0;
     ForEachNode(*list, [&](uint16_t, const AnnoNode& node) {
         ++steps;
-        if (node.kind != ANNO_INSERTTEXT && node.kind != ANNO_INSERTPARABREAK) return true;
+        if (!IsInsertKind(node.kind)) return true;
         const AnnoPos& anchor = node.anno.start;
         if (IsTextPosition(from) && SameAnchor(anchor, from)) {
             total += InsertedShare(node);

@@ -29,6 +29,15 @@ struct AnnoNode {
     InternalAnno anno;
 };
 
+// The kinds by what they are: inserted text and paragraph breaks; ranges
+// that cover positions (a hilite, hidden text, a hidden paragraph break);
+// hidden ranges.
+constexpr bool IsInsertKind(uint16_t kind) noexcept { return kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK; }
+constexpr bool IsRangeKind(uint16_t kind) noexcept {
+    return kind == ANNO_HILITETEXT || kind == ANNO_HIDETEXT || kind == ANNO_HIDEPARABREAK;
+}
+constexpr bool IsHiddenKind(uint16_t kind) noexcept { return kind == ANNO_HIDETEXT || kind == ANNO_HIDEPARABREAK; }
+
 // The header at the start of the list block, followed by the slots.
 struct AnnoList {
     uint16_t count;         // nodes in the ordered list

@@ -27,12 +27,6 @@
 namespace annotation {
 namespace {
 
-bool IsInsertKind(uint16_t kind) { return kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK; }
-
-bool IsRangeKind(uint16_t kind) {
-    return kind == ANNO_HILITETEXT || kind == ANNO_HIDETEXT || kind == ANNO_HIDEPARABREAK;
-}
-
 // What the inserted text at the anchor looks like around the insertion point.
 struct Neighbourhood {
     uint32_t insertedCount = 0;  // characters at the anchor before the insertion point

@@ -62,7 +62,7 @@ uint32_t CreateList(AnnoDocInfo& info, uint16_t kind, AnnoRecord& record) {
     info.hAnnoList = hList;
     DropListIndex(info);
     *list = AnnoList{0, 0, kNoSlot, kNoSlot, kNoSlot, kNoSlot, 0, 0};
-    list->hasInsertText = kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK ? 1 : 0;
+    list->hasInsertText = IsInsertKind(kind) ? 1 : 0;
     AppendFreeSlots(*list, 0, kListSlotStep);
     LinkNewNode(*list, kNoSlot, kNoSlot, kind, record.anno);
     return 0;
@@ -148,7 +148,7 @@ uint32_t AddAnnotationToList(uint32_t hAnnoDocInfo, uint16_t kind, AnnoRecord* a
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list || list->busy != 0 || list->freeHead == kNoSlot) return ANERR_NOMEMORY;
     const InsertionPoint at = FindInsertionPoint(*info, *list, anno->anno.start);
-    if (kind == ANNO_INSERTTEXT || kind == ANNO_INSERTPARABREAK) {
+    if (IsInsertKind(kind)) {
         // The inserted-text rules say whether the index can follow.
         return AddInsertedText(*info, list, kind, *anno, at, asIs);
     }

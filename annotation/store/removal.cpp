@@ -29,10 +29,6 @@ bool IsSelected(uint32_t userId, uint16_t flags, uint32_t value) {
     return false;
 }
 
-bool IsRangeKind(uint16_t kind) {
-    return kind == ANNO_HILITETEXT || kind == ANNO_HIDETEXT || kind == ANNO_HIDEPARABREAK;
-}
-
 // One ANClearAnnos call: the locked state and list, the node the selection
 // walk visits next, and the result so far.
 struct Removal {
@@ -82,7 +78,7 @@ RemovedText LookAround(AnnoList& list, const AnnoNode& removed) {
         if (!SameAnchor(node.anno.start, text.anchor)) return false;
         if (node.kind == ANNO_INSERTTEXT) text.offset += node.anno.textLen;
         if (node.kind == ANNO_INSERTPARABREAK) text.offset += 1;
-        if ((node.kind == ANNO_INSERTTEXT || node.kind == ANNO_INSERTPARABREAK) && !metInsert) {
+        if (IsInsertKind(node.kind) && !metInsert) {
             metInsert = true;
             if (node.kind == ANNO_INSERTTEXT) text.left = slot;
         }
@@ -199,7 +195,7 @@ void RemoveNode(Removal& removal, uint16_t slot) {
     AnnoList& list = removal.list;
     AnnoNode& node = list.Node(slot);
     UnlinkNode(list, slot);
-    if (node.kind == ANNO_INSERTTEXT || node.kind == ANNO_INSERTPARABREAK) {
+    if (IsInsertKind(node.kind)) {
         const RemovedText text = LookAround(list, node);
         Renumber(removal, text);
         if (node.kind == ANNO_INSERTTEXT) {
