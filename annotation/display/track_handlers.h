@@ -1,7 +1,7 @@
 // The six handlers of a tracking pass: each copies one kind's contribution
 // at the current position into the caller's tracking record and returns that
-// kind's ANTRACK_* bit. The list is locked by the caller and `slot` names one
-// of its nodes (below capacity).
+// kind's ANTRACK_* bit. They read the node's look (LookOf), not the list, so
+// that a pass the list index answers need not lock the list.
 #ifndef ANNOTATION_DISPLAY_TRACK_HANDLERS_H
 #define ANNOTATION_DISPLAY_TRACK_HANDLERS_H
 
@@ -17,33 +17,32 @@ namespace annotation {
 // changes.
 
 // on: the hilite's look from its style word, and its userData. off: the
-// three switches only (the slot is not read).
-inline uint32_t HandleHilite(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16_t slot, uint16_t on) {
+// three switches only (the look is not read).
+inline uint32_t HandleHilite(uint32_t hDoc, const NodeLook& look, AnnoTrackInfo& info, uint16_t on) {
     if (on != 0) {
-        const InternalAnno& anno = list.Node(slot).anno;
-        SwitchHiliteLookOn(hDoc, anno.displayData, anno.userData, info);
+        SwitchHiliteLookOn(hDoc, look.displayData, look.userData, info);
     } else {
         SwitchHiliteLookOff(info);
     }
     return ANTRACK_HILITE;
 }
 
-// hidden = on; userData from the slot.
-inline uint32_t HandleHide(AnnoList& list, AnnoTrackInfo& info, uint16_t slot, uint16_t on) {
+// hidden = on; userData from the look.
+inline uint32_t HandleHide(const NodeLook& look, AnnoTrackInfo& info, uint16_t on) {
     info.hidden = on;
-    info.userData = list.Node(slot).anno.userData;
+    info.userData = look.userData;
     return ANTRACK_HIDE;
 }
 
 // objectData = the icon's displayData.
-inline uint32_t HandleIcon(AnnoList& list, AnnoTrackInfo& info, uint16_t slot) {
-    info.objectData = list.Node(slot).anno.displayData;
+inline uint32_t HandleIcon(const NodeLook& look, AnnoTrackInfo& info) {
+    info.objectData = look.displayData;
     return ANTRACK_ICON;
 }
 
 // objectData = the bitmap's displayData.
-inline uint32_t HandleBitmap(AnnoList& list, AnnoTrackInfo& info, uint16_t slot) {
-    info.objectData = list.Node(slot).anno.displayData;
+inline uint32_t HandleBitmap(const NodeLook& look, AnnoTrackInfo& info) {
+    info.objectData = look.displayData;
     return ANTRACK_BITMAP;
 }
 
@@ -54,11 +53,10 @@ inline uint32_t HandleHideParaBreak(AnnoTrackInfo& info, uint16_t on) {
 }
 
 // userData, hText and textLen of the insert-text node.
-inline uint32_t HandleInsertText(AnnoList& list, AnnoTrackInfo& info, uint16_t slot) {
-    const InternalAnno& anno = list.Node(slot).anno;
-    info.userData = anno.userData;
-    info.hText = anno.hText;
-    info.textLen = anno.textLen;
+inline uint32_t HandleInsertText(const NodeLook& look, AnnoTrackInfo& info) {
+    info.userData = look.userData;
+    info.hText = look.hText;
+    info.textLen = look.textLen;
     return ANTRACK_INSERTTEXT;
 }
 

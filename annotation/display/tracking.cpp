@@ -34,19 +34,20 @@ void NoMoreChanges(AnnoTrackInfo& info) {
 }
 
 // What was on at the previous change position goes off. The userData of a
-// hidden range going off comes from the slot where this call's scan begins.
-uint32_t SwitchPreviousLookOff(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16_t scanStart) {
+// hidden range going off comes from the node where this call's scan begins
+// (`scanStartLook`; null when there is none).
+uint32_t SwitchPreviousLookOff(uint32_t hDoc, AnnoTrackInfo& info, const NodeLook* scanStartLook) {
     uint32_t touched = 0;
     if (info.hidden != 0) {
-        if (scanStart != kNoSlot) {
-            touched |= HandleHide(list, info, scanStart, 0);
+        if (scanStartLook != nullptr) {
+            touched |= HandleHide(*scanStartLook, info, 0);
         } else {
             info.hidden = 0;
             touched |= ANTRACK_HIDE;
         }
     }
     if (info.paraBreakHidden != 0) touched |= HandleHideParaBreak(info, 0);
-    if (info.hiliteNode != kNoSlot) touched |= HandleHilite(hDoc, list, info, info.hiliteNode, 0);
+    if (info.hiliteNode != kNoSlot) touched |= HandleHilite(hDoc, NodeLook{}, info, 0);
     return touched;
 }
 
@@ -102,11 +103,11 @@ bool TakesOverHilite(const PositionKey& candidateEnd, uint16_t candidate, const 
 
 // The hilite in `slot` becomes the one shown: the one shown until now, if
 // any, goes off first.
-uint32_t ShowHilite(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16_t slot) {
+uint32_t ShowHilite(uint32_t hDoc, AnnoTrackInfo& info, uint16_t slot, const NodeLook& look) {
     uint32_t touched = 0;
-    if (info.hiliteNode != kNoSlot) touched = HandleHilite(hDoc, list, info, info.hiliteNode, 0);
+    if (info.hiliteNode != kNoSlot) touched = HandleHilite(hDoc, NodeLook{}, info, 0);
     info.hiliteNode = slot;
-    return touched | HandleHilite(hDoc, list, info, slot, 1);
+    return touched | HandleHilite(hDoc, look, info, 1);
 }
 
 uint32_t SwitchHiliteOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16_t slot) {
@@ -118,40 +119,46 @@ uint32_t SwitchHiliteOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint
             return 0;
         }
     }
-    return ShowHilite(hDoc, list, info, slot);
+    return ShowHilite(hDoc, info, slot, LookOf(list.Node(slot).anno));
 }
 
-// Switches on what the node covering the position contributes.
-uint32_t SwitchNodeOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16_t slot, uint16_t kind) {
+// Switches on what a node covering the position contributes, other than a
+// hilite (which competes with the others for being shown).
+uint32_t SwitchLookOn(uint16_t kind, const NodeLook& look, AnnoTrackInfo& info) {
     switch (kind) {
-        case ANNO_HILITETEXT: return SwitchHiliteOn(hDoc, list, info, slot);
-        case ANNO_INSERTICON: return HandleIcon(list, info, slot);
-        case ANNO_HIDETEXT: return HandleHide(list, info, slot, 1);
-        case ANNO_INSERTBITMAP: return HandleBitmap(list, info, slot);
-        case ANNO_INSERTTEXT: return HandleInsertText(list, info, slot);
+        case ANNO_INSERTICON: return HandleIcon(look, info);
+        case ANNO_HIDETEXT: return HandleHide(look, info, 1);
+        case ANNO_INSERTBITMAP: return HandleBitmap(look, info);
+        case ANNO_INSERTTEXT: return HandleInsertText(look, info);
         case ANNO_HIDEPARABREAK: return HandleHideParaBreak(info, 1);
         default: return 0;  // inserted paragraph breaks show through the text walk
     }
 }
 
-// The three steps of a change position (AdvanceNextNode, ComputeNextChange,
-// the scan that switches the covering nodes on), answered from the nodes
-// alive at pos that the index keeps along a pass, in place of the walks
-// from the scan's start: a pass over a crowded list then costs what the
-// nodes at each position cost, not the nodes it walks past. The answers are
-// the walks' own: in start order list order is entry order, so "the first
-// node after s that ..." is the first entry after s's that does; nodes that
-// end before pos change nothing in the walks. False, with nothing changed,
-// when the index cannot answer (the starts out of order around pos, no
-// memory, a record whose slot holds no listed node): the walks run.
-bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTrackInfo& info, const AnnoPos& pos,
-                       uint16_t scanStart, uint32_t& touched) {
-    ListIndex* index = ReadyIndex(state, list, IndexUse::kCompleteAfterWalks);
-    if (index == nullptr) return false;
-    const uint32_t scanEntry = scanStart == kNoSlot ? kNoEntry : EntryOfSlot(*index, scanStart);
+// Switches on what the node in `slot`, covering the position, contributes.
+uint32_t SwitchNodeOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16_t slot, uint16_t kind) {
+    if (kind == ANNO_HILITETEXT) return SwitchHiliteOn(hDoc, list, info, slot);
+    return SwitchLookOn(kind, LookOf(list.Node(slot).anno), info);
+}
+
+// A change position answered from the nodes alive at pos that the index
+// keeps along a pass, in place of the walks from the scan's start: the
+// previous look goes off, then the three steps (AdvanceNextNode,
+// ComputeNextChange, the scan that switches the covering nodes on). A pass
+// over a crowded list then costs what the nodes at each position cost, not
+// the nodes it walks past, and reads the index's copies alone, not the
+// list. The answers are the walks' own: in start order list order is entry
+// order, so "the first node after s that ..." is the first entry after s's
+// that does; nodes that end before pos change nothing in the walks. False,
+// with nothing changed, when the index cannot answer (the starts out of
+// order around pos, no memory, a scan start that holds no listed node):
+// the caller walks.
+bool TrackThroughIndex(uint32_t hDoc, ListIndex& index, AnnoTrackInfo& info, const AnnoPos& pos, uint16_t scanStart,
+                       uint32_t& touched) {
+    const uint32_t scanEntry = scanStart == kNoSlot ? kNoEntry : EntryOfSlot(index, scanStart);
     if (scanStart != kNoSlot && scanEntry == kNoEntry) return false;
     AliveNodes alive{};
-    if (!AliveAt(*index, list, pos, alive)) return false;
+    if (!AliveAt(index, pos, alive)) return false;
     const AliveNode* aliveEnd = alive.nodes + alive.count;
     const PositionKey& posKey = alive.at;
     // The alive nodes from the scan's start on, in list order. A pass has a
@@ -170,9 +177,8 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
         nextEntry = std::min(first != nullptr ? first->entry : kNoEntry, alive.startsNotAfter);
     } else {
         const AliveNode* current = fromScan != aliveEnd && fromScan->entry == scanEntry ? fromScan : nullptr;
-        const bool reached = scanEntry >= alive.startsNotAfter
-                                 ? !Before(pos, list.Node(alive.SlotOf(scanEntry)).anno.end)
-                                 : current == nullptr || current->endKey <= posKey;
+        const bool reached = scanEntry >= alive.startsNotAfter ? !Before(pos, alive.copies[scanEntry].end)
+                                                               : current == nullptr || current->endKey <= posKey;
         if (!reached) {
             first = current;
         } else {
@@ -182,6 +188,11 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
             first = after != aliveEnd && after->entry == nextEntry ? after : nullptr;
         }
     }
+    // A nextNode that starts at or before pos is alive there; should it not
+    // be, the walks answer.
+    if (nextEntry < alive.startsNotAfter && first == nullptr) return false;
+
+    touched |= SwitchPreviousLookOff(hDoc, info, scanStart != kNoSlot ? &alive.copies[scanEntry].look : nullptr);
     info.nextNode = alive.SlotOf(nextEntry);
 
     // ComputeNextChange: a nextNode that starts after pos is the change;
@@ -192,9 +203,6 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
         NoMoreChanges(info);
     } else if (nextEntry >= alive.startsNotAfter) {
         info.nextChange = alive.starts[nextEntry];
-    } else if (first == nullptr) {
-        uint32_t steps = 0;
-        ComputeNextChange(list, info, pos, steps);  // cannot be: a nextNode at or before pos is alive there
     } else {
         const AnnoPos* change = &first->end;
         PositionKey changeKey = first->endKey;
@@ -220,12 +228,12 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
     for (const AliveNode* node = fromScan; node != aliveEnd; ++node) {
         if (node->endKey <= posKey) continue;
         if (node->kind != ANNO_HILITETEXT) {
-            touched |= SwitchNodeOn(hDoc, list, info, node->slot, node->kind);
+            touched |= SwitchLookOn(node->kind, node->look, info);
         } else if (shown == nullptr ||
                    TakesOverHilite(node->endKey, node->slot, shown->endKey, shown->slot, [&] {
                        return KeyOf(alive.starts[node->entry]) != KeyOf(alive.starts[shown->entry]);
                    })) {
-            touched |= ShowHilite(hDoc, list, info, node->slot);
+            touched |= ShowHilite(hDoc, info, node->slot, node->look);
             shown = node;
         }
     }
@@ -238,12 +246,25 @@ bool TrackThroughIndex(uint32_t hDoc, AnnoDocInfo& state, AnnoList& list, AnnoTr
     DocInfoLock state(0);
     if (LockDocState(hDoc, state) != 0) return 0;
     if (state->hAnnoList == 0) return 0;
+    uint32_t touched = 0;
+    // As a rule the index is built and answers without the list: a change
+    // position then locks the state alone. A scan start that is no listed
+    // node (a slot freed since, or beyond the list) is left to the path
+    // below, which checks it against the list.
+    if (ListIndex* index = IndexWithoutList(*state);
+        index != nullptr && TrackThroughIndex(hDoc, *index, info, pos, info.nextNode, touched)) {
+        return touched;
+    }
     LockedBlock<AnnoList> list(state->hAnnoList);
     if (!list) return 0;
 
     const uint16_t scanStart = CheckedSlot(*list, info.nextNode);
-    uint32_t touched = SwitchPreviousLookOff(hDoc, *list, info, scanStart);
-    if (TrackThroughIndex(hDoc, *state, *list, info, pos, scanStart, touched)) return touched;
+    if (ListIndex* index = ReadyIndex(*state, *list, IndexUse::kCompleteAfterWalks);
+        index != nullptr && TrackThroughIndex(hDoc, *index, info, pos, scanStart, touched)) {
+        return touched;
+    }
+    const NodeLook scanStartLook = scanStart != kNoSlot ? LookOf(list->Node(scanStart).anno) : NodeLook{};
+    touched = SwitchPreviousLookOff(hDoc, info, scanStart != kNoSlot ? &scanStartLook : nullptr);
     // The walks are counted, so that an index missing the nodes added since
     // its build is built once they have cost what that costs.
     uint32_t steps = 0;

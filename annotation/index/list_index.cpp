@@ -94,6 +94,8 @@ struct ListIndex {
     KeyLevels startKeys;
     KeyLevels endKeys;
     IndexEntry* entries = nullptr;
+    EntryCopy* copies = nullptr;  // one per entry
+    uint32_t copyCapacity = 0;
     uint16_t* slots = nullptr;  // one per entry
     uint32_t slotCapacity = 0;
     // The entries whose start comes before the start of the entry before
@@ -168,7 +170,8 @@ AnnoPos Greatest(const AnnoPos& before, const AnnoPos& end) {
 [[gnu::noinline]] bool Build(ListIndex& index, AnnoList& list) {
     index.built = false;
     if (!Reserve(index.starts, index.startCapacity, list.count) ||
-        !Reserve(index.entries, index.entryCapacity, list.count) || !Reserve(index.slots, index.slotCapacity, list.count) ||
+        !Reserve(index.entries, index.entryCapacity, list.count) || !Reserve(index.copies, index.copyCapacity, list.count) ||
+        !Reserve(index.slots, index.slotCapacity, list.count) ||
         !Reserve(index.entryOfSlot, index.entryOfSlotCapacity, list.capacity) ||
         !Reserve(index.inserts, index.insertCapacity, 1)) {
         return false;
@@ -194,6 +197,7 @@ AnnoPos Greatest(const AnnoPos& before, const AnnoPos& end) {
         const AnnoPos& start = node.anno.start;
         const AnnoPos& end = node.anno.end;
         index.starts[n] = start;
+        index.copies[n] = EntryCopy{end, LookOf(node.anno), node.kind};
         index.slots[n] = slot;
         if (slot < list.capacity) index.entryOfSlot[slot] = static_cast<uint16_t>(n);
         const IndexEntry* before = n == 0 ? nullptr : &index.entries[n - 1];
@@ -485,6 +489,7 @@ bool FollowRangeGrown(ListIndex& index, AnnoList& list, uint16_t slot) {
         if (!startFits(index.starts[entry])) return false;
         index.starts[entry] = start;
         if (index.startKeys.Ready()) index.startKeys.Set(entry, AnchorKey(start));
+        index.copies[entry].end = node.anno.end;
         return RaiseGreatestEnds(index, entry, node.kind, node.anno.end);
     }
     // Added since the build: its kept copies, the one among the hidden
@@ -735,35 +740,30 @@ uint32_t EntryOfSlot(const ListIndex& index, uint16_t slot) noexcept {
     return index.entryOfSlot[slot];
 }
 
-namespace {
-
-// The nodes that start next come alive at a later change of the pass, some
-// hundreds of nanoseconds from now: their lines are asked for now, so that
-// on a list larger than the cache that read does not wait on memory. A
-// prefetch never faults, and the addresses are inside the locked block.
-void PrefetchNextStarts(const ListIndex& index, AnnoList& list, uint32_t startsNotAfter) noexcept {
-    constexpr uint32_t kAhead = 2;
-    const uint32_t end = std::min(index.entryCount, startsNotAfter + kAhead);
-    for (uint32_t entry = startsNotAfter; entry < end; ++entry) {
-        if (index.slots[entry] >= list.capacity) return;
-        const auto* node = reinterpret_cast<const char*>(&list.Node(index.slots[entry]));
-        __builtin_prefetch(node);
-        __builtin_prefetch(node + sizeof(AnnoNode) - 1);
+// The list is not asked whether it still matches (count, head, tail): it is
+// not locked. What keeps the index current instead is that every change of
+// the list calls into it (NoteNodeLinked, NoteRangeGrown, DropListIndex),
+// except inside a removal, which drops the index before and after its walk
+// but not at each node: a callback that rebuilt it meanwhile would leave it
+// behind the list, so while a walk holds the list the caller locks it.
+ListIndex* IndexWithoutList(AnnoDocInfo& info) noexcept {
+    ListIndex* index = info.index;
+    if (!gIndexEnabled || index == nullptr || !index->built || index->addsKept > 0 ||
+        (info.reentry & kReentryListHeld) != 0) {
+        return nullptr;
     }
+    return index;
 }
 
-}  // namespace
-
-bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& alive) noexcept {
+bool AliveAt(ListIndex& index, const AnnoPos& pos, AliveNodes& alive) noexcept {
     const PositionKey posKey = KeyOf(pos);
     // Adds the entry when it is alive at pos; false when memory runs out.
     auto addAlive = [&](uint32_t entry) {
-        const uint16_t slot = index.slots[entry];
-        const AnnoNode& node = list.Node(slot);
-        const PositionKey endKey = KeyOf(node.anno.end);
+        const EntryCopy& copy = index.copies[entry];
+        const PositionKey endKey = KeyOf(copy.end);
         if (endKey < posKey) return true;
         if (!Reserve(index.alive, index.aliveCapacity, index.aliveCount + 1)) return false;
-        index.alive[index.aliveCount++] = AliveNode{node.anno.end, endKey, entry, slot, node.kind};
+        index.alive[index.aliveCount++] = AliveNode{copy.end, endKey, copy.look, entry, index.slots[entry], copy.kind};
         return true;
     };
     // Forwards from the last position: the nodes that ended go, those that
@@ -815,8 +815,8 @@ bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& a
     index.aliveKnown = true;
     index.aliveAt = pos;
     index.aliveStartsNotAfter = startsNotAfter;
-    PrefetchNextStarts(index, list, startsNotAfter);
-    alive = AliveNodes{index.alive, index.aliveCount, startsNotAfter, index.slots, index.starts, index.entryCount, posKey};
+    alive = AliveNodes{index.alive,  index.aliveCount, startsNotAfter,   index.slots,
+                       index.starts, index.copies,     index.entryCount, posKey};
     return true;
 }
 
@@ -864,6 +864,7 @@ void FreeListIndex(AnnoDocInfo& info) noexcept {
     if (info.index == nullptr) return;
     HeapFree(info.index->starts);
     HeapFree(info.index->entries);
+    HeapFree(info.index->copies);
     HeapFree(info.index->slots);
     HeapFree(info.index->entryOfSlot);
     HeapFree(info.index->breaks);

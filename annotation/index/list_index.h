@@ -10,9 +10,10 @@
 // the caller walks the list as before. Dropping it is always safe; it is
 // rebuilt, in one walk of the list, when next asked.
 //
-// Memory: about 85 bytes per listed node (its start, 48 bytes of running
-// maxima, its slot and the way back, two anchor keys of 8.5 bytes), 16 more
-// per insert node, 40 per node alive at the position a pass has reached, and
+// Memory: about 121 bytes per listed node (its start, 48 bytes of running
+// maxima, 36 of what a layout pass reads of it, its slot and the way back,
+// two anchor keys of 8.5 bytes), 16 more per insert node, 56 per node alive
+// at the position a pass has reached, and
 // a fixed part of about 19 KB per document (mostly the nodes added
 // since the last build), held until ANDeInit.
 //
@@ -26,7 +27,7 @@
 // an add; it also joins the copies of the insert anchors. A merge into a
 // hidden neighbour keeps the index too: the neighbour's copies take its
 // grown range. Every other change drops it: removals, the other inserted
-// text adds, and the list's own end.
+// text adds, ANClearUserData, and the list's own end.
 #ifndef ANNOTATION_INDEX_LIST_INDEX_H
 #define ANNOTATION_INDEX_LIST_INDEX_H
 
@@ -135,13 +136,22 @@ AnchorAnswer NextTextPosition(ListIndex& index, const AnnoPos& from, AnnoPos& ne
 inline constexpr uint32_t kNoEntry = 0xFFFFFFFF;
 uint32_t EntryOfSlot(const ListIndex& index, uint16_t slot) noexcept;
 
+// What a layout pass reads of a listed node, copied for every entry.
+struct EntryCopy {
+    AnnoPos end;
+    NodeLook look;
+    uint16_t kind;
+};
+
 // The nodes alive at a position: those that start at or before it and end
 // at or after it, in list order, with the number of entries that start at
-// or before it and the slot and start of every entry, so that a caller need
-// not read the list for them. Valid until the next call on the index.
+// or before it and the slot, start and copy of every entry, so that a
+// caller need not read the list for them. Valid until the next call on the
+// index.
 struct AliveNode {
     AnnoPos end;
     PositionKey endKey;  // end's, for the comparisons along a pass
+    NodeLook look;
     uint32_t entry;
     uint16_t slot;
     uint16_t kind;
@@ -150,8 +160,9 @@ struct AliveNodes {
     const AliveNode* nodes;
     uint32_t count;
     uint32_t startsNotAfter;
-    const uint16_t* slots;  // of every entry
-    const AnnoPos* starts;  // of every entry: copies of the nodes' starts
+    const uint16_t* slots;     // of every entry
+    const AnnoPos* starts;     // of every entry: copies of the nodes' starts
+    const EntryCopy* copies;   // of every entry
     uint32_t entryCount;
     PositionKey at;  // pos's key, to compare the nodes' ends with
 
@@ -159,11 +170,19 @@ struct AliveNodes {
     uint16_t SlotOf(uint32_t entry) const noexcept { return entry < entryCount ? slots[entry] : kNoSlot; }
 };
 
-// The nodes alive at pos (`list` is the indexed list). The index keeps them
+// The document's index when it can answer for the list as it stands without
+// the list being locked: built, every listed node in the copies, and no walk
+// holding the list (inside a removal's callback the list changes between
+// the index's checks). Null otherwise: the caller locks the list and asks
+// ReadyIndex. Every change of the list outside such a walk reaches the
+// index (it follows it or is dropped), so a built index is current.
+ListIndex* IndexWithoutList(AnnoDocInfo& info) noexcept;
+
+// The nodes alive at pos, read from the copies alone. The index keeps them
 // for the next call, so that a layout pass moving forwards only adds the
 // nodes that began and drops those that ended since. False when the heap
 // refuses memory for them or cannot say (see above). kComplete.
-bool AliveAt(ListIndex& index, AnnoList& list, const AnnoPos& pos, AliveNodes& alive) noexcept;
+bool AliveAt(ListIndex& index, const AnnoPos& pos, AliveNodes& alive) noexcept;
 
 // After an add linked `slot` and changed no other node.
 void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept;

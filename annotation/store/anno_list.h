@@ -38,6 +38,19 @@ constexpr bool IsRangeKind(uint16_t kind) noexcept {
 }
 constexpr bool IsHiddenKind(uint16_t kind) noexcept { return kind == ANNO_HIDETEXT || kind == ANNO_HIDEPARABREAK; }
 
+// What a layout pass reports of a node when its look switches on or off:
+// read from the node, or from the copy the list index keeps of it.
+struct NodeLook {
+    uint32_t userData;
+    uint32_t displayData;
+    uint32_t hText;
+    uint32_t textLen;
+};
+
+constexpr NodeLook LookOf(const InternalAnno& anno) noexcept {
+    return NodeLook{anno.userData, anno.displayData, anno.hText, anno.textLen};
+}
+
 // The header at the start of the list block, followed by the slots.
 struct AnnoList {
     uint16_t count;         // nodes in the ordered list

@@ -163,6 +163,8 @@ extern "C" AN_API uint32_t ANClearUserData(uint32_t hDoc) {
     if (!info || info->hAnnoList == 0) return 0;
     LockedBlock<AnnoList> list(info->hAnnoList);
     if (!list) return 0;
+    // The index keeps copies of the userData that a layout pass reports.
+    DropListIndex(*info);
     ForEachNode(*list, [&](uint16_t slot, AnnoNode& node) {
         if (OwnsUserData(node.kind) && node.anno.userData != 0) FreeUserDataOnce(*list, slot);
         return true;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "annotation/store/anno_list.h"
+#include "support/adding.h"
 #include "support/annotation_fixture.h"
 #include "support/list_layout.h"
 #include "platform/memory.h"
@@ -74,6 +75,32 @@ TEST_F(UserData, OnlyHiliteHideAndInsertTextFreeTheirHandles) {
     EXPECT_EQ(UserDataInListOrder(hDoc),
               (std::vector<uint32_t>{hIconFirst, hIconOnly, 0, hIconOnly, hIconOnly, 0, 0}));
     EXPECT_EQ(SYSNativeFree(hIconOnly), 0u);
+}
+
+// A layout pass reports the userData of hidden text and inserted text where
+// they switch on; once ANClearUserData has freed the handles, a pass reports
+// 0 there, though the pass before it had the list index built.
+TEST_F(UserData, LayoutPassAfterClearingReportsNoFreedHandle) {
+    const uint32_t hDoc = AttachDoc();
+    const uint32_t hHide = SYSNativeAlloc(4);
+    const uint32_t hText = SYSNativeAlloc(4);
+    ASSERT_EQ(testing_support::AddHide(hDoc, 1, P(2), P(5), hHide), 0u);
+    ASSERT_EQ(testing_support::AddText(hDoc, 2, P(8), u"ab", hText), 0u);
+    auto reported = [&] {
+        std::vector<uint32_t> userData;
+        AnnoPos pos{0, 0, 0, 0};
+        AnnoTrackInfo info{};
+        ANStartAnnoTrack(hDoc, &pos, &info);
+        do {
+            if ((ANTrackAnno(hDoc, &pos, &info) & (ANTRACK_HIDE | ANTRACK_INSERTTEXT)) != 0) {
+                userData.push_back(info.userData);
+            }
+        } while (ANNextPos(hDoc, &pos, &pos) == 0);
+        return userData;
+    };
+    ASSERT_EQ(reported(), (std::vector<uint32_t>{hHide, hHide, hText}));  // on, off, on
+    EXPECT_EQ(ANClearUserData(hDoc), 0u);
+    EXPECT_EQ(reported(), (std::vector<uint32_t>{0, 0, 0}));
 }
 
 TEST_F(UserData, DocumentWithoutListOrStateIsLeftAlone) {
