@@ -13,6 +13,7 @@
 #include "annotation/annotation.h"
 #include "annotation/display/track_handlers.h"
 #include "annotation/handle_lock.h"
+#include "annotation/index/change_log.h"
 #include "annotation/index/list_index.h"
 #include "annotation/positions/list_queries.h"
 #include "annotation/store/anno_list.h"
@@ -151,14 +152,18 @@ uint32_t SwitchNodeOn(uint32_t hDoc, AnnoList& list, AnnoTrackInfo& info, uint16
 // order, so "the first node after s that ..." is the first entry after s's
 // that does; nodes that end before pos change nothing in the walks. False,
 // with nothing changed, when the index cannot answer (the starts out of
-// order around pos, no memory, a scan start that holds no listed node):
-// the caller walks.
-bool TrackThroughIndex(uint32_t hDoc, ListIndex& index, AnnoTrackInfo& info, const AnnoPos& pos, uint16_t scanStart,
-                       uint32_t& touched) {
-    const uint32_t scanEntry = scanStart == kNoSlot ? kNoEntry : EntryOfSlot(index, scanStart);
-    if (scanStart != kNoSlot && scanEntry == kNoEntry) return false;
+// order around pos, no memory): the caller walks.
+//
+// What it works out, the answer "walk" included, goes to the change log
+// (begun by the caller), for the next pass that meets this position with
+// the same scan start.
+bool WorkOutChange(uint32_t hDoc, ListIndex& index, ChangeLog& log, AnnoTrackInfo& info, const AnnoPos& pos,
+                   uint16_t scanStart, uint32_t scanEntry, uint32_t& touched) {
     AliveNodes alive{};
-    if (!AliveAt(index, pos, alive)) return false;
+    if (!AliveAt(index, pos, alive)) {
+        log.CommitWalked();
+        return false;
+    }
     const AliveNode* aliveEnd = alive.nodes + alive.count;
     const PositionKey& posKey = alive.at;
     // The alive nodes from the scan's start on, in list order. A pass has a
@@ -190,7 +195,10 @@ bool TrackThroughIndex(uint32_t hDoc, ListIndex& index, AnnoTrackInfo& info, con
     }
     // A nextNode that starts at or before pos is alive there; should it not
     // be, the walks answer.
-    if (nextEntry < alive.startsNotAfter && first == nullptr) return false;
+    if (nextEntry < alive.startsNotAfter && first == nullptr) {
+        log.CommitWalked();
+        return false;
+    }
 
     touched |= SwitchPreviousLookOff(hDoc, info, scanStart != kNoSlot ? &alive.copies[scanEntry].look : nullptr);
     info.nextNode = alive.SlotOf(nextEntry);
@@ -199,17 +207,23 @@ bool TrackThroughIndex(uint32_t hDoc, ListIndex& index, AnnoTrackInfo& info, con
     // else it is alive, and the change is the nearest of its end, the ends
     // after pos of the nodes alive after it, and the starts that follow. An
     // equal position found later replaces the one found, as in the walk.
+    // The change is named for the log as the start (2 × entry) or the end
+    // (2 × entry + 1) of an entry.
+    uint32_t changeRef = 0;
     if (info.nextNode == kNoSlot) {
         NoMoreChanges(info);
     } else if (nextEntry >= alive.startsNotAfter) {
         info.nextChange = alive.starts[nextEntry];
+        changeRef = 2 * nextEntry;
     } else {
         const AnnoPos* change = &first->end;
         PositionKey changeKey = first->endKey;
+        changeRef = 2 * first->entry + 1;
         for (const AliveNode* node = first + 1; node != aliveEnd; ++node) {
             if (posKey < node->endKey && node->endKey <= changeKey) {
                 change = &node->end;
                 changeKey = node->endKey;
+                changeRef = 2 * node->entry + 1;
             }
         }
         for (uint32_t entry = std::max(alive.startsNotAfter, nextEntry + 1); entry < alive.entryCount; ++entry) {
@@ -217,27 +231,80 @@ bool TrackThroughIndex(uint32_t hDoc, ListIndex& index, AnnoTrackInfo& info, con
             if (changeKey < startKey) break;
             change = &alive.starts[entry];
             changeKey = startKey;
+            changeRef = 2 * entry;
         }
         info.nextChange = *change;
     }
 
     // The scan from its start: the nodes alive at pos that do not end there.
     info.hiliteNode = kNoSlot;
-    if (scanStart == kNoSlot) return true;
-    const AliveNode* shown = nullptr;  // the hilite shown so far
-    for (const AliveNode* node = fromScan; node != aliveEnd; ++node) {
-        if (node->endKey <= posKey) continue;
-        if (node->kind != ANNO_HILITETEXT) {
-            touched |= SwitchLookOn(node->kind, node->look, info);
-        } else if (shown == nullptr ||
-                   TakesOverHilite(node->endKey, node->slot, shown->endKey, shown->slot, [&] {
-                       return KeyOf(alive.starts[node->entry]) != KeyOf(alive.starts[shown->entry]);
-                   })) {
-            touched |= ShowHilite(hDoc, info, node->slot, node->look);
-            shown = node;
+    if (scanStart != kNoSlot) {
+        const AliveNode* shown = nullptr;  // the hilite shown so far
+        for (const AliveNode* node = fromScan; node != aliveEnd; ++node) {
+            if (node->endKey <= posKey) continue;
+            if (node->kind != ANNO_HILITETEXT) {
+                touched |= SwitchLookOn(node->kind, node->look, info);
+            } else if (shown == nullptr ||
+                       TakesOverHilite(node->endKey, node->slot, shown->endKey, shown->slot, [&] {
+                           return KeyOf(alive.starts[node->entry]) != KeyOf(alive.starts[shown->entry]);
+                       })) {
+                touched |= ShowHilite(hDoc, info, node->slot, node->look);
+                shown = node;
+            } else {
+                continue;
+            }
+            log.Switch(node->entry);
+        }
+    }
+    log.Commit(nextEntry, changeRef);
+    return true;
+}
+
+// A change position the log recorded, with the copies as they were: the
+// previous look goes off as in WorkOutChange, then nextNode, nextChange and
+// the looks switched on come from the record. False for a record of a
+// change the index could not answer: the caller walks again.
+bool ReplayChange(uint32_t hDoc, const ListIndex& index, const ChangeLog& log, const ChangeRecord& record,
+                  AnnoTrackInfo& info, uint32_t scanEntry, uint32_t& touched) {
+    if (record.switchCount == kWalkedChange) return false;
+    const EntryView entries = EntriesOf(index);
+    touched |= SwitchPreviousLookOff(hDoc, info, scanEntry != kNoEntry ? &entries.copies[scanEntry].look : nullptr);
+    info.nextNode = entries.SlotOf(record.nextEntry);
+    if (info.nextNode == kNoSlot) {
+        NoMoreChanges(info);
+    } else {
+        const uint32_t changeEntry = record.nextChange / 2;
+        info.nextChange = record.nextChange % 2 != 0 ? entries.copies[changeEntry].end : entries.starts[changeEntry];
+    }
+    info.hiliteNode = kNoSlot;
+    const uint32_t* switches = log.SwitchesOf(record);
+    for (uint32_t i = 0; i < record.switchCount; ++i) {
+        const EntryCopy& copy = entries.copies[switches[i]];
+        if (copy.kind == ANNO_HILITETEXT) {
+            touched |= ShowHilite(hDoc, info, entries.slots[switches[i]], copy.look);
+        } else {
+            touched |= SwitchLookOn(copy.kind, copy.look, info);
         }
     }
     return true;
+}
+
+// A change position answered by the index: replayed from the change log
+// when a pass met it before with the same scan start, else worked out from
+// the nodes alive there and recorded. False, with nothing changed, when
+// the index cannot answer (as WorkOutChange says, or a scan start that
+// holds no listed node): the caller walks.
+bool TrackThroughIndex(uint32_t hDoc, ListIndex& index, AnnoTrackInfo& info, const AnnoPos& pos, uint16_t scanStart,
+                       uint32_t& touched) {
+    const uint32_t scanEntry = scanStart == kNoSlot ? kNoEntry : EntryOfSlot(index, scanStart);
+    if (scanStart != kNoSlot && scanEntry == kNoEntry) return false;
+    ChangeLog& log = ChangesOf(index);
+    const PositionKey posKey = KeyOf(pos);
+    if (const ChangeRecord* record = log.Find(posKey, scanEntry)) {
+        return ReplayChange(hDoc, index, log, *record, info, scanEntry, touched);
+    }
+    log.Begin(posKey, scanEntry, EntriesOf(index).count);
+    return WorkOutChange(hDoc, index, log, info, pos, scanStart, scanEntry, touched);
 }
 
 // ANTrackAnno at a change position. Kept out of line, so that the early

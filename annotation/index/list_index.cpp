@@ -19,6 +19,8 @@
 #include <new>
 
 #include "annotation/heap.h"
+#include "annotation/index/change_log.h"
+#include "annotation/index/index_array.h"
 #include "annotation/index/key_levels.h"
 #include "annotation/store/anno_doc_info.h"
 #include "annotation/store/anno_list.h"
@@ -123,6 +125,9 @@ struct ListIndex {
     AliveNode* alive = nullptr;
     uint32_t aliveCount = 0;
     uint32_t aliveCapacity = 0;
+    // What passes worked out at their change positions: cleared at every
+    // change of the copies.
+    ChangeLog changes;
     KeptRange ranges[kMaxAddsKept];
     KeptNode kept[kMaxAddsKept];  // addsKept of them
 };
@@ -143,22 +148,6 @@ int CompareAnchors(const InsertEntry& a, const AnnoPos& b) {
     return CompareAnchors(a.itemId, a.subItemId, b.itemId, b.subItemId);
 }
 
-// Makes room for `needed` elements; the old contents are kept. A refused
-// allocation keeps the old array.
-template <typename T>
-bool Reserve(T*& array, uint32_t& capacity, uint32_t needed) {
-    if (needed <= capacity) return true;
-    const uint64_t wanted = uint64_t{needed} + needed / 4 + 16;
-    void* memory = IndexHeapAlloc(static_cast<size_t>(wanted) * sizeof(T));
-    if (memory == nullptr) return false;
-    T* grown = static_cast<T*>(memory);
-    for (uint32_t i = 0; i < capacity; ++i) grown[i] = array[i];
-    HeapFree(array);
-    array = grown;
-    capacity = static_cast<uint32_t>(wanted);
-    return true;
-}
-
 // The running maximum of the ends after `end` joins `before`.
 AnnoPos Greatest(const AnnoPos& before, const AnnoPos& end) {
     return ComparePositions(end, before) > 0 ? end : before;
@@ -169,11 +158,12 @@ AnnoPos Greatest(const AnnoPos& before, const AnnoPos& end) {
 // line: ReadyIndex, asked at every step of a layout pass, stays a leaf.
 [[gnu::noinline]] bool Build(ListIndex& index, AnnoList& list) {
     index.built = false;
-    if (!Reserve(index.starts, index.startCapacity, list.count) ||
-        !Reserve(index.entries, index.entryCapacity, list.count) || !Reserve(index.copies, index.copyCapacity, list.count) ||
-        !Reserve(index.slots, index.slotCapacity, list.count) ||
-        !Reserve(index.entryOfSlot, index.entryOfSlotCapacity, list.capacity) ||
-        !Reserve(index.inserts, index.insertCapacity, 1)) {
+    index.changes.Clear();
+    if (!ReserveIndexArray(index.starts, index.startCapacity, list.count) ||
+        !ReserveIndexArray(index.entries, index.entryCapacity, list.count) || !ReserveIndexArray(index.copies, index.copyCapacity, list.count) ||
+        !ReserveIndexArray(index.slots, index.slotCapacity, list.count) ||
+        !ReserveIndexArray(index.entryOfSlot, index.entryOfSlotCapacity, list.capacity) ||
+        !ReserveIndexArray(index.inserts, index.insertCapacity, 1)) {
         return false;
     }
     index.aliveKnown = false;
@@ -188,8 +178,8 @@ AnnoPos Greatest(const AnnoPos& before, const AnnoPos& end) {
     uint64_t chars = 0;
     bool sound = true;
     ForEachNode(list, [&](uint16_t slot, const AnnoNode& node) {
-        if (n == list.count || !Reserve(index.inserts, index.insertCapacity, inserts + 2) ||
-            !Reserve(index.breaks, index.breakCapacity, index.breakCount + 1)) {
+        if (n == list.count || !ReserveIndexArray(index.inserts, index.insertCapacity, inserts + 2) ||
+            !ReserveIndexArray(index.breaks, index.breakCapacity, index.breakCount + 1)) {
             sound = false;
             return false;
         }
@@ -411,7 +401,7 @@ bool TakeInsertAnchor(ListIndex& index, const AnnoNode& node) {
     if (!index.insertAnchorsInOrder || IsTextPosition(start)) return false;
     const uint32_t at = FirstInsertFrom(index, start, false);
     if (at < index.insertCount && CompareAnchors(index.inserts[at], start) == 0) return false;
-    if (!Reserve(index.inserts, index.insertCapacity, index.insertCount + 2)) return false;
+    if (!ReserveIndexArray(index.inserts, index.insertCapacity, index.insertCount + 2)) return false;
     const uint64_t share = node.kind == ANNO_INSERTTEXT ? node.anno.textLen : 1;
     // The entries from `at` on, the one holding the total included, move up
     // one and count the new characters before them.
@@ -735,6 +725,12 @@ AnchorAnswer NextTextPosition(ListIndex& index, const AnnoPos& from, AnnoPos& ne
     return AnchorAnswer::kFound;
 }
 
+EntryView EntriesOf(const ListIndex& index) noexcept {
+    return EntryView{index.starts, index.copies, index.slots, index.entryCount};
+}
+
+ChangeLog& ChangesOf(ListIndex& index) noexcept { return index.changes; }
+
 uint32_t EntryOfSlot(const ListIndex& index, uint16_t slot) noexcept {
     if (slot >= index.slotCount || index.entryOfSlot[slot] == kNoSlot) return kNoEntry;
     return index.entryOfSlot[slot];
@@ -762,7 +758,7 @@ bool AliveAt(ListIndex& index, const AnnoPos& pos, AliveNodes& alive) noexcept {
         const EntryCopy& copy = index.copies[entry];
         const PositionKey endKey = KeyOf(copy.end);
         if (endKey < posKey) return true;
-        if (!Reserve(index.alive, index.aliveCapacity, index.aliveCount + 1)) return false;
+        if (!ReserveIndexArray(index.alive, index.aliveCapacity, index.aliveCount + 1)) return false;
         index.alive[index.aliveCount++] = AliveNode{copy.end, endKey, copy.look, entry, index.slots[entry], copy.kind};
         return true;
     };
@@ -830,6 +826,7 @@ void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept {
         index->built = false;
         return;
     }
+    index->changes.Clear();
     const AnnoNode& node = list.Node(slot);
     if (IsInsertKind(node.kind) && !TakeInsertAnchor(*index, node)) {
         index->built = false;
@@ -847,6 +844,7 @@ void NoteNodeLinked(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept {
 void NoteRangeGrown(AnnoDocInfo& info, AnnoList& list, uint16_t slot) noexcept {
     ListIndex* index = info.index;
     if (index == nullptr || !index->built) return;
+    index->changes.Clear();
     if (!index->inStartOrder || !FollowRangeGrown(*index, list, slot)) DropListIndex(info);
 }
 
@@ -858,6 +856,7 @@ void DropListIndex(AnnoDocInfo& info) noexcept {
     if (info.index == nullptr) return;
     info.index->built = false;
     info.index->walkedSinceDrop = 0;
+    info.index->changes.Clear();
 }
 
 void FreeListIndex(AnnoDocInfo& info) noexcept {

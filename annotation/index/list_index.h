@@ -13,9 +13,10 @@
 // Memory: about 121 bytes per listed node (its start, 48 bytes of running
 // maxima, 36 of what a layout pass reads of it, its slot and the way back,
 // two anchor keys of 8.5 bytes), 16 more per insert node, 56 per node alive
-// at the position a pass has reached, and
-// a fixed part of about 19 KB per document (mostly the nodes added
-// since the last build), held until ANDeInit.
+// at the position a pass has reached, the change log of the passes
+// (change_log.h: about 85 bytes per node after a pass over a typical
+// document, 224 at most), and a fixed part of about 19 KB per document
+// (mostly the nodes added since the last build), held until ANDeInit.
 //
 // Which changes it follows: an add that only links one new node (no merge
 // into a hidden neighbour, no inserted-text rule that renumbers, joins or
@@ -42,6 +43,7 @@ namespace annotation {
 struct AnnoDocInfo;
 struct AnnoList;
 struct ListIndex;
+class ChangeLog;
 
 // For tests: false makes every question walk the list (the reference path)
 // and drops no index that exists; true (the default) lets the index answer.
@@ -142,6 +144,23 @@ struct EntryCopy {
     NodeLook look;
     uint16_t kind;
 };
+
+// Every entry's start, copy and slot, for a caller that knows its entries
+// (the change log's). Valid until the next change of the index.
+struct EntryView {
+    const AnnoPos* starts;
+    const EntryCopy* copies;
+    const uint16_t* slots;
+    uint32_t count;
+
+    // The slot of an entry, or kNoSlot past the last.
+    uint16_t SlotOf(uint32_t entry) const noexcept { return entry < count ? slots[entry] : kNoSlot; }
+};
+EntryView EntriesOf(const ListIndex& index) noexcept;
+
+// What passes worked out at their change positions (change_log.h). The
+// index clears it whenever its copies change.
+ChangeLog& ChangesOf(ListIndex& index) noexcept;
 
 // The nodes alive at a position: those that start at or before it and end
 // at or after it, in list order, with the number of entries that start at

@@ -9,7 +9,7 @@
 // and its heap refusing memory now and then. Both runs must record the same
 // trace (support/api_trace.h): every result, every filled record, what the
 // callback heard and, after each call, both list blocks byte for byte; every
-// few calls a whole layout pass over a document is recorded as well.
+// few calls two whole layout passes over a document are recorded as well.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -119,7 +119,11 @@ protected:
             log_.heard.clear();
             trace.ListBlock("the list block of document 0", docs_[0]);
             trace.ListBlock("the list block of document 1", docs_[1]);
-            if (call % kLayoutPassEvery == 0) LayoutPass(docs_[(call / kLayoutPassEvery) % 2]);
+            if (call % kLayoutPassEvery == 0) {
+                // Twice: the second pass replays what the first worked out.
+                LayoutPass(docs_[(call / kLayoutPassEvery) % 2]);
+                LayoutPass(docs_[(call / kLayoutPassEvery) % 2]);
+            }
         }
         for (const uint32_t hDoc : docs_) {
             DetachDoc(hDoc);
@@ -691,4 +695,81 @@ TEST_F(IndexDifferential, TrackStartsWhereInsertedTextBrokeTheStartOrder) {
         }
     }
     for (size_t i = 0; i < answers[0].size(); ++i) EXPECT_EQ(answers[1][i], answers[0][i]) << "at position " << 921 + i;
+}
+
+// A layout pass replays what the pass before it worked out at each change
+// position, until the copies change. Passes run twice after every kind of
+// change the index follows without a rebuild (an add kept aside, a hidden
+// range that grows its neighbour) and after those that rebuild it; a pass
+// from the middle of the document, and one that asks twice at each change
+// position, or one that forgets its scan start now and then, take other
+// ways through the recorded changes; and the index's
+// heap refuses the log's memory at each of its first allocations.
+TEST_F(IndexDifferential, RepeatedLayoutPassesAnswerAsTheWalksDo) {
+    const IndexSwitchGuard guard;
+    auto run = [&](bool indexed) {
+        annotation::SetListIndexEnabled(indexed);
+        const uint32_t hDoc = AttachDoc(std::string(300, 'x') + "\n" + std::string(100, 'y') + "\n");
+        const std::vector<AnnoPos> positions = DocumentPositions(hDoc, 500);
+        for (uint32_t i = 5; i + 40 < positions.size(); i += 3) {
+            EXPECT_EQ(AddHilite(hDoc, 1, positions[i], positions[i + 2 + (i * 11) % 37], kStyles[i % 5]), 0u);
+            const uint32_t hidden = i % 7 == 0 ? AddHide(hDoc, 2, positions[i + 1], positions[i + 4], i) : 0;
+            const uint32_t icon = i % 13 == 0 ? AddIcon(hDoc, 3, positions[i + 2]) : 0;
+            const uint32_t text = i % 31 == 0 ? AddText(hDoc, 4, positions[i], u"abc") : 0;
+            EXPECT_EQ(hidden | icon | text, 0u);
+        }
+        std::string seen;
+        // kTwice asks twice at every position; kForget forgets the scan
+        // start (nextNode) at every other change position, as a record
+        // carried over from elsewhere would.
+        enum Way { kOnce, kTwice, kForget };
+        auto pass = [&](size_t from, Way way) {
+            AnnoPos pos = positions[from];
+            AnnoTrackInfo info{};
+            seen += "|" + std::to_string(ANStartAnnoTrack(hDoc, &pos, &info));
+            uint32_t changes = 0;
+            do {
+                if (way == kForget && ANCompPos(&pos, &info.nextChange) >= 0 && ++changes % 2 == 0) {
+                    info.nextNode = 0xFFFF;
+                }
+                for (int ask = way == kTwice ? 2 : 1; ask > 0; --ask) {
+                    seen += "," + std::to_string(ANTrackAnno(hDoc, &pos, &info));
+                    // The two runs' documents hold their texts in blocks of
+                    // different handles.
+                    AnnoTrackInfo shown = info;
+                    shown.hText = shown.hText != 0 ? 1 : 0;
+                    seen.append(reinterpret_cast<const char*>(&shown), sizeof shown);
+                }
+            } while (ANNextPos(hDoc, &pos, &pos) == 0);
+        };
+        auto twoPasses = [&] {
+            pass(0, kOnce);
+            pass(0, kOnce);
+        };
+        twoPasses();
+        pass(150, kOnce);
+        twoPasses();
+        pass(0, kTwice);
+        pass(0, kForget);
+        pass(0, kForget);
+        pass(0, kOnce);
+        EXPECT_EQ(AddHilite(hDoc, 5, positions[60], positions[90], 0x3A), 0u);  // kept aside
+        twoPasses();
+        EXPECT_EQ(AddHide(hDoc, 5, positions[65], positions[120], 77), 0u);  // grows a neighbour
+        twoPasses();
+        EXPECT_EQ(ANClearAnnos(hDoc, ANMATCH_USERID, 3), 0u);
+        twoPasses();
+        for (int32_t failAfter = 0; failAfter < 6; ++failAfter) {
+            EXPECT_EQ(ANClearAnnos(hDoc, ANMATCH_USERID, 5), 0u);  // the next pass rebuilds the index and the log
+            if (indexed) annotation::SetIndexHeapFailAfter(failAfter);
+            twoPasses();
+            annotation::SetIndexHeapFailAfter(-1);
+        }
+        DetachDoc(hDoc);
+        CloseDoc(hDoc);
+        return seen;
+    };
+    const std::string walks = run(false);
+    EXPECT_GT(walks.size(), 100000u);
+    EXPECT_EQ(run(true), walks);
 }
