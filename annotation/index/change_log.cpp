@@ -1,6 +1,8 @@
 // The change log: see change_log.h.
 #include "annotation/index/change_log.h"
 
+#include <algorithm>
+
 #include "annotation/heap.h"
 #include "annotation/index/index_array.h"
 
@@ -27,17 +29,9 @@ void ChangeLog::Clear() noexcept {
 
 // The records before the first at or after `at`.
 uint32_t ChangeLog::CountBefore(const PositionKey& at) const noexcept {
-    uint32_t low = 0;
-    uint32_t high = count_;
-    while (low < high) {
-        const uint32_t middle = low + (high - low) / 2;
-        if (records_[middle].at < at) {
-            low = middle + 1;
-        } else {
-            high = middle;
-        }
-    }
-    return low;
+    const ChangeRecord* first = std::lower_bound(
+        records_, records_ + count_, at, [](const ChangeRecord& record, const PositionKey& key) { return record.at < key; });
+    return static_cast<uint32_t>(first - records_);
 }
 
 const ChangeRecord* ChangeLog::Find(const PositionKey& at, uint32_t scanEntry) noexcept {
@@ -91,7 +85,7 @@ void ChangeLog::Switch(uint32_t entry) noexcept {
     ++pending_.switchCount;
 }
 
-void ChangeLog::Append(uint32_t nextEntry, uint32_t nextChange, uint32_t switchCount) noexcept {
+void ChangeLog::Append(uint32_t nextEntry, uint32_t nextChange) noexcept {
     if (!recording_) return;
     if (!ReserveIndexArray(records_, capacity_, count_ + 1)) {
         Abandon();
@@ -99,19 +93,18 @@ void ChangeLog::Append(uint32_t nextEntry, uint32_t nextChange, uint32_t switchC
     }
     pending_.nextEntry = nextEntry;
     pending_.nextChange = nextChange;
-    pending_.switchCount = switchCount;
     records_[count_++] = pending_;
     next_ = count_;
     recording_ = false;
 }
 
-void ChangeLog::Commit(uint32_t nextEntry, uint32_t nextChange) noexcept {
-    Append(nextEntry, nextChange, pending_.switchCount);
-}
+void ChangeLog::Commit(uint32_t nextEntry, uint32_t nextChange) noexcept { Append(nextEntry, nextChange); }
 
 void ChangeLog::CommitWalked() noexcept {
+    // Any switches taken before the index gave up are not the walk's.
     switchCount_ = pending_.firstSwitch;
-    Append(0, 0, kWalkedChange);
+    pending_.switchCount = kWalkedChange;
+    Append(0, 0);
 }
 
 }  // namespace annotation

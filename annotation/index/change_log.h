@@ -76,7 +76,7 @@ public:
 private:
     uint32_t CountBefore(const PositionKey& at) const noexcept;
     void Abandon() noexcept;
-    void Append(uint32_t nextEntry, uint32_t nextChange, uint32_t switchCount) noexcept;
+    void Append(uint32_t nextEntry, uint32_t nextChange) noexcept;
 
     ChangeRecord* records_ = nullptr;
     uint32_t count_ = 0;
